@@ -3,6 +3,7 @@
 #include "core/KestLogThread.h"
 
 #include "ChildProcess.h"
+#include "DefaultLogLine.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
@@ -134,9 +135,7 @@ TEST_F(SingletonLog, FullLineFormatThroughTheFrontEnd)
     kest_log_log("KestLib/Lib/KestAV/KestAVDecoder", "Init", 104, 5, "Open Decoder Fail\n");
     kest_log_clear();
     const std::string line = ReadWholeFile(path);
-    EXPECT_TRUE(std::regex_match(line, std::regex(R"(\[ 5\] \[\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\] )"
-                                                  R"(\[KestLib/Lib/KestAV/KestAVDecoder\(104\)\] \[Init\] )"
-                                                  "Open Decoder Fail\n")))
+    EXPECT_TRUE(std::regex_match(line, DefaultDecoderFailLine()))
         << line;
 }
 
