@@ -1,0 +1,15 @@
+#ifndef LUMO_SRC_DISPATCH_H
+#define LUMO_SRC_DISPATCH_H
+
+// Hot loops get an x86-64-v3 clone (AVX2 and FMA) chosen at load time, so
+// the library still runs on any x86-64 without -march flags. Helpers they
+// use must be inlined into them to share the clone's instruction set.
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__)
+#define LUMO_KERNEL __attribute__((target_clones("arch=x86-64-v3", "default")))
+#else
+#define LUMO_KERNEL
+#endif
+
+#define LUMO_INLINE inline __attribute__((always_inline))
+
+#endif

@@ -1,0 +1,61 @@
+#include "FrameFile.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace lumo {
+
+FrameFile::FrameFile(const std::string& path)
+{
+    int handle = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (handle < 0) {
+        return;
+    }
+    struct stat st;
+    // A directory or a device opens fine but has no frames to offer.
+    if (::fstat(handle, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(handle);
+        return;
+    }
+    fd = handle;
+    size = st.st_size;
+}
+
+FrameFile::~FrameFile()
+{
+    if (fd >= 0) {
+        ::close(fd);
+    }
+}
+
+bool FrameFile::IsOpen() const
+{
+    return fd >= 0;
+}
+
+int64_t FrameFile::Size() const
+{
+    return size;
+}
+
+bool FrameFile::ReadAt(void* dst, size_t len, int64_t pos) const
+{
+    auto* out = static_cast<unsigned char*>(dst);
+    while (len > 0) {
+        ssize_t got = ::pread(fd, out, len, pos);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            return false;
+        }
+        out += got;
+        len -= static_cast<size_t>(got);
+        pos += got;
+    }
+    return true;
+}
+
+} // namespace lumo
