@@ -1,0 +1,210 @@
+#ifndef LUMO_TESTS_VIEWTESTSUPPORT_H
+#define LUMO_TESTS_VIEWTESTSUPPORT_H
+
+// Helpers of the frame view and ruler tests: synthetic YUV files, showing a
+// widget on the X display, and a paint device that records what a painter
+// is asked to draw.
+
+#include "lumo/YUVType.h"
+#include "lumo/YUVTypeInstance.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFont>
+#include <QOpenGLContext>
+#include <QPaintDevice>
+#include <QPaintEngine>
+#include <QPainter>
+#include <QSurfaceFormat>
+#include <QTextItem>
+#include <QWidget>
+#include <QWindow>
+
+#include <algorithm>
+#include <cstdint>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace view_test {
+
+struct Yuv {
+    int y, u, v;
+};
+
+inline lumo::YUVType Layout(const char* idName)
+{
+    return lumo::YUVTypeInstance::GetInstance()->FindTypeByIdName(idName);
+}
+
+inline void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes)
+{
+    std::ofstream out(path, std::ios::binary | std::ios::app);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+// One planar 4:4:4 frame whose sample at (x, y) is sample(x, y).
+inline std::vector<uint8_t> Frame444(int w, int h, const std::function<Yuv(int, int)>& sample)
+{
+    std::vector<uint8_t> frame(3 * static_cast<size_t>(w) * h);
+    const size_t plane = static_cast<size_t>(w) * h;
+    for (int y = 0; y < h; y++) {
+        for (int x = 0; x < w; x++) {
+            const Yuv s = sample(x, y);
+            const size_t at = static_cast<size_t>(y) * w + x;
+            frame[at] = static_cast<uint8_t>(s.y);
+            frame[plane + at] = static_cast<uint8_t>(s.u);
+            frame[2 * plane + at] = static_cast<uint8_t>(s.v);
+        }
+    }
+    return frame;
+}
+
+// One planar 4:2:0 frame: luma from luma(x, y), chroma constant.
+inline std::vector<uint8_t> Frame420(int w, int h, const std::function<int(int, int)>& luma, int u, int v)
+{
+    const size_t chroma = static_cast<size_t>(w / 2) * (h / 2);
+    std::vector<uint8_t> frame(static_cast<size_t>(w) * h + 2 * chroma);
+    for (int y = 0; y < h; y++) {
+        for (int x = 0; x < w; x++) {
+            frame[static_cast<size_t>(y) * w + x] = static_cast<uint8_t>(luma(x, y));
+        }
+    }
+    std::fill(frame.begin() + static_cast<long>(w) * h, frame.end() - static_cast<long>(chroma), u);
+    std::fill(frame.end() - static_cast<long>(chroma), frame.end(), v);
+    return frame;
+}
+
+// Runs the event loop until condition holds or the time is up.
+inline bool WaitUntil(const std::function<bool()>& condition, int milliseconds = 5000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > milliseconds) {
+            return false;
+        }
+        QApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return true;
+}
+
+// Runs the event loop for a while whatever happens.
+inline void Spin(int milliseconds)
+{
+    WaitUntil([] { return false; }, milliseconds);
+}
+
+// The views need a 3.3 core context, as the application asks for in main.
+inline void UseCoreProfile()
+{
+    QSurfaceFormat format;
+    format.setVersion(3, 3);
+    format.setProfile(QSurfaceFormat::CoreProfile);
+    format.setDepthBufferSize(24);
+    format.setStencilBufferSize(8);
+    QSurfaceFormat::setDefaultFormat(format);
+}
+
+inline bool IsCore33(const QOpenGLContext* context)
+{
+    return context != nullptr && context->format().profile() == QSurfaceFormat::CoreProfile &&
+           context->format().version() >= qMakePair(3, 3);
+}
+
+inline bool ShowAndExpose(QWidget& widget)
+{
+    widget.show();
+    return WaitUntil([&] { return widget.windowHandle() != nullptr && widget.windowHandle()->isExposed(); });
+}
+
+// What a painter was asked to draw, in order.
+struct Recording {
+    struct Text {
+        QPointF at;
+        QString text;
+        QFont font;
+    };
+    std::vector<Text> texts;
+    std::vector<QLineF> lines;
+    std::vector<QRectF> rects;
+    QPainter::RenderHints hints;
+};
+
+class RecordingEngine : public QPaintEngine {
+public:
+    explicit RecordingEngine(Recording& recording) : QPaintEngine(QPaintEngine::AllFeatures), recording(recording) {}
+    bool begin(QPaintDevice*) override { return true; }
+    bool end() override { return true; }
+    void updateState(const QPaintEngineState& state) override
+    {
+        if (state.state() & QPaintEngine::DirtyHints) {
+            recording.hints = state.renderHints();
+        }
+    }
+    void drawPixmap(const QRectF&, const QPixmap&, const QRectF&) override {}
+    void drawTextItem(const QPointF& p, const QTextItem& item) override
+    {
+        recording.texts.push_back({p, item.text(), item.font()});
+    }
+    void drawLines(const QLineF* lines, int count) override
+    {
+        recording.lines.insert(recording.lines.end(), lines, lines + count);
+    }
+    void drawRects(const QRectF* rects, int count) override
+    {
+        recording.rects.insert(recording.rects.end(), rects, rects + count);
+    }
+    Type type() const override { return QPaintEngine::User; }
+
+private:
+    Recording& recording;
+};
+
+class RecordingDevice : public QPaintDevice {
+public:
+    RecordingDevice(int width, int height) : engine(recording), width(width), height(height) {}
+    QPaintEngine* paintEngine() const override { return &engine; }
+
+    Recording recording;
+
+protected:
+    int metric(PaintDeviceMetric metric) const override
+    {
+        switch (metric) {
+        case PdmWidth:
+            return width;
+        case PdmHeight:
+            return height;
+        case PdmDpiX:
+        case PdmDpiY:
+        case PdmPhysicalDpiX:
+        case PdmPhysicalDpiY:
+            return 96;
+        case PdmDepth:
+            return 32;
+        case PdmNumColors:
+            return 0;
+        case PdmDevicePixelRatio:
+            return 1;
+        case PdmDevicePixelRatioScaled:
+            return static_cast<int>(devicePixelRatioFScale());
+        case PdmWidthMM:
+            return width * 254 / 960;
+        case PdmHeightMM:
+            return height * 254 / 960;
+        default:
+            return 0;
+        }
+    }
+
+private:
+    mutable RecordingEngine engine;
+    int width;
+    int height;
+};
+
+} // namespace view_test
+
+#endif
