@@ -6,8 +6,12 @@
 // use must be inlined into them to share the clone's instruction set.
 #if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__)
 #define LUMO_KERNEL __attribute__((target_clones("arch=x86-64-v3", "default")))
+// Hand-written AVX2 versions beside a portable default, picked at run time
+// with __builtin_cpu_supports.
+#define LUMO_HAVE_AVX2_INTRINSICS 1
 #else
 #define LUMO_KERNEL
+#define LUMO_HAVE_AVX2_INTRINSICS 0
 #endif
 
 #define LUMO_INLINE inline __attribute__((always_inline))
