@@ -8,6 +8,7 @@
 // The view is 1280 x 720. Times are wall-clock: llvmpipe renders on its own
 // threads. Run under xvfb-run -s "-screen 0 1600x1200x24".
 
+#include "KestGL/KestGLSurfaceFormat.h"
 #include "views/YUVShowView.h"
 
 #include "KestGL/KestGLTexture.h"
@@ -164,12 +165,7 @@ int main(int argc, char** argv)
         fprintf(stderr, "no X display: run under xvfb-run -s \"-screen 0 1600x1200x24\"\n");
         return 1;
     }
-    QSurfaceFormat format;
-    format.setVersion(3, 3);
-    format.setProfile(QSurfaceFormat::CoreProfile);
-    format.setDepthBufferSize(24);
-    format.setStencilBufferSize(8);
-    QSurfaceFormat::setDefaultFormat(format);
+    Kest::KestGLSurfaceFormat::UseCoreFormat();
     QApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
 

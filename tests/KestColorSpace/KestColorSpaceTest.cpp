@@ -13,24 +13,13 @@ using namespace Kest;
 
 namespace {
 
-enum Space { kBT709 = 0, kBT2020 = 1 };
+constexpr int kBT709 = KEST_COLOR_SPACE_BT709;
+constexpr int kBT2020 = KEST_COLOR_SPACE_BT2020;
 
-// The colour matrix for an input and an output colour space:
-// YUV -> input RGB -> XYZ -> output RGB.
-Eatrix<float> ColourMatrix(Space input, Space output)
+Eatrix<float> ColourMatrix(int input, int output)
 {
-    KestColorSpaceMat* table = KestColorSpaceMat::GetInstance();
-    KestColorSpace chain;
-    if (input == kBT709) {
-        chain.AddEatrix(table->mat_BT709_YUV_RGB);
-        chain.AddEatrix(table->mat_BT709_RGB_XYZ);
-    } else {
-        chain.AddEatrix(table->mat_BT2020_YUV_RGB);
-        chain.AddEatrix(table->mat_BT2020_RGB_XYZ);
-    }
-    chain.AddEatrix(output == kBT709 ? !table->mat_BT709_RGB_XYZ : !table->mat_BT2020_RGB_XYZ);
     Eatrix<float> m;
-    chain.GetMat(m);
+    KestColorSpace::ForSpaces(input, output).GetMat(m);
     return m;
 }
 
@@ -145,6 +134,35 @@ TEST(KestColorSpace, ReferenceTableBT2020ToBT709)
 TEST(KestColorSpace, ReferenceTableBT2020ToBT2020)
 {
     ExpectRows(ColourMatrix(kBT2020, kBT2020), {1, 0, 1.4746f, 1, -0.1645f, -0.5713f, 1, 1.8814f, -0.0001f}, 5e-5f);
+}
+
+TEST(KestColorSpace, ForSpacesChainsYuvToRgbToXyzToOutputRgb)
+{
+    KestColorSpaceMat* t = KestColorSpaceMat::GetInstance();
+    // The same chain built by hand, with a probe column through both.
+    KestColorSpace byHand;
+    byHand.AddEatrix(t->mat_BT2020_YUV_RGB);
+    byHand.AddEatrix(t->mat_BT2020_RGB_XYZ);
+    byHand.AddEatrix(!t->mat_BT709_RGB_XYZ);
+    Eatrix<float> expected;
+    byHand.GetMat(expected);
+    const Eatrix<float> got = ColourMatrix(kBT2020, kBT709);
+    for (int i = 0; i < 3; i++) {
+        for (int j = 0; j < 3; j++) {
+            EXPECT_EQ(expected(i, j), got(i, j));
+        }
+    }
+}
+
+TEST(KestColorSpace, UnknownSpaceIndexCountsAsBT709)
+{
+    const Eatrix<float> a = ColourMatrix(7, -1);
+    const Eatrix<float> b = ColourMatrix(kBT709, kBT709);
+    for (int i = 0; i < 3; i++) {
+        for (int j = 0; j < 3; j++) {
+            EXPECT_EQ(b(i, j), a(i, j));
+        }
+    }
 }
 
 TEST(KestColorSpace, EqualSpacesGiveTheInputMatrixWithinRounding)

@@ -1,3 +1,4 @@
+#include "KestGL/KestGLSurfaceFormat.h"
 #include "GLTestContext.h"
 
 #include "TempDir.h"
@@ -108,12 +109,7 @@ int main(int argc, char** argv)
     // Mesa's shader cache skips compiling sources it has seen before, and
     // their warnings with it; the log tests need every compile for real.
     qputenv("MESA_SHADER_CACHE_DISABLE", "true");
-    QSurfaceFormat format;
-    format.setVersion(3, 3);
-    format.setProfile(QSurfaceFormat::CoreProfile);
-    format.setDepthBufferSize(24);
-    format.setStencilBufferSize(8);
-    QSurfaceFormat::setDefaultFormat(format);
+    Kest::KestGLSurfaceFormat::UseCoreFormat();
     QGuiApplication app(argc, argv);
 
     auto env = std::make_unique<Environment>();
@@ -125,7 +121,7 @@ int main(int argc, char** argv)
         return 1;
     }
     const QSurfaceFormat got = env->context.format();
-    if (got.profile() != QSurfaceFormat::CoreProfile || got.version() < qMakePair(3, 3)) {
+    if (!Kest::KestGLSurfaceFormat::IsCore33(got)) {
         fprintf(stderr, "OpenGL %d.%d (profile %d) is below 3.3 core\n", got.majorVersion(), got.minorVersion(),
                 static_cast<int>(got.profile()));
         return 1;

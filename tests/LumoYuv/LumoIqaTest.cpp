@@ -1,6 +1,7 @@
 // lumo-iqa run as a program: arguments, exit codes, the three output
 // formats, and agreement with the library and with FFmpeg's psnr filter.
 
+#include "TextLines.h"
 #include "YuvTestSupport.h"
 
 #include "lumo/YUVReader.h"
@@ -30,16 +31,6 @@ struct ToolRun {
     std::string out;
     std::string err;
 };
-
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 std::vector<std::string> Split(const std::string& line, char sep)
 {
@@ -135,7 +126,7 @@ protected:
     {
         EXPECT_EQ(run.exit, code) << run.err;
         EXPECT_TRUE(run.out.empty()) << run.out;
-        const auto lines = Lines(run.err);
+        const auto lines = lumo_test::SplitLines(run.err);
         ASSERT_EQ(lines.size(), 1u) << run.err;
         EXPECT_EQ(lines[0].rfind("lumo-iqa: ", 0), 0u) << lines[0];
         EXPECT_NE(lines[0].find(mentions), std::string::npos) << lines[0];
@@ -206,7 +197,7 @@ TEST_F(LumoIqaTest, TextReportMatchesTheLibrary)
     MakePair(48, 30, 5, 2);
     const ToolRun run = Iqa({"--size", Size(), "--layout", "I420", pathA, pathB});
     ASSERT_EQ(run.exit, 0) << run.err;
-    const auto lines = Lines(run.out);
+    const auto lines = lumo_test::SplitLines(run.out);
     ASSERT_EQ(lines.size(), 2u + 5u + 2u) << run.out;
     EXPECT_EQ(lines[0].rfind("# ", 0), 0u);
     EXPECT_EQ(Split(lines[1], ' '),
@@ -254,7 +245,7 @@ TEST_F(LumoIqaTest, CsvIsOneTable)
     const ToolRun run =
         Iqa({"--size", Size(), "--layout", "I420", "--format", "csv", pathA, pathB});
     ASSERT_EQ(run.exit, 0) << run.err;
-    const auto lines = Lines(run.out);
+    const auto lines = lumo_test::SplitLines(run.out);
     ASSERT_EQ(lines.size(), 1u + 3u + 2u);
     EXPECT_EQ(lines[0], "frame,mse_y,mse_u,mse_v,psnr_y,psnr_u,psnr_v,ssim");
     double sumPsnr = 0;
@@ -338,13 +329,13 @@ TEST_F(LumoIqaTest, FramesOptionAndUnequalLengths)
     ToolRun run = Iqa(
         {"--size", Size(), "--layout", "I420", "--format", "csv", "--frames", "4", pathA, pathB});
     ASSERT_EQ(run.exit, 0) << run.err;
-    EXPECT_EQ(Lines(run.out).size(), 1u + 4u + 2u);
+    EXPECT_EQ(lumo_test::SplitLines(run.out).size(), 1u + 4u + 2u);
     // B cut to 3 frames and a bit: the common 3 are compared, with a note.
     const int64_t len = YUVReader(pathB, 16, 8, lumo::YUVType::YUV_TYPE_I420).GetFrameLen();
     std::filesystem::resize_file(pathB, static_cast<uintmax_t>(3 * len + 5));
     run = Iqa({"--size", Size(), "--layout", "I420", "--format", "csv", pathA, pathB});
     ASSERT_EQ(run.exit, 0) << run.err;
-    EXPECT_EQ(Lines(run.out).size(), 1u + 3u + 2u);
+    EXPECT_EQ(lumo_test::SplitLines(run.out).size(), 1u + 3u + 2u);
     EXPECT_NE(run.err.find("comparing the first 3"), std::string::npos) << run.err;
 }
 
@@ -361,7 +352,7 @@ TEST_F(LumoIqaTest, OtherLayoutsAreReadAsTheyAre)
     const ToolRun run =
         Iqa({"--size", Size(), "--layout", "NV12", "--format", "csv", pathA, pathA});
     ASSERT_EQ(run.exit, 0) << run.err;
-    const auto lines = Lines(run.out);
+    const auto lines = lumo_test::SplitLines(run.out);
     ASSERT_EQ(lines.size(), 5u);
     for (size_t i = 1; i < lines.size(); ++i) {
         const auto fields = Split(lines[i], ',');
@@ -379,7 +370,7 @@ TEST_F(LumoIqaTest, PsnrAgreesWithFfmpeg)
     const ToolRun ours =
         Iqa({"--size", Size(), "--layout", "I420", "--format", "csv", pathA, pathB});
     ASSERT_EQ(ours.exit, 0) << ours.err;
-    const auto avg = Split(Lines(ours.out)[5], ',');
+    const auto avg = Split(lumo_test::SplitLines(ours.out)[5], ',');
     ASSERT_EQ(avg[0], "avg_mse");
     const ToolRun ff =
         Exec("ffmpeg",

@@ -1,7 +1,10 @@
 // main() of the application's test programs: a QApplication on the X
-// display (the suite runs under Xvfb; without a display it fails rather than
-// skips), and a settings store in a temporary folder so no test can touch
-// the user's own settings.
+// display with the OpenGL 3.3 core default the application uses (the suite
+// runs under Xvfb; without a display it fails rather than skips), and a
+// settings store in a temporary folder so no test can touch the user's own
+// settings.
+#include "KestGL/KestGLSurfaceFormat.h"
+
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -28,6 +31,7 @@ int main(int argc, char** argv)
         fprintf(stderr, "no X display: run the tests under xvfb-run (scripts/test does)\n");
         return 1;
     }
+    Kest::KestGLSurfaceFormat::UseCoreFormat();
     QApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

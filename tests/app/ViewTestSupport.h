@@ -5,6 +5,7 @@
 // widget on the X display, and a paint device that records what a painter
 // is asked to draw.
 
+#include "KestGL/KestGLSurfaceFormat.h"
 #include "lumo/YUVType.h"
 #include "lumo/YUVTypeInstance.h"
 
@@ -96,21 +97,9 @@ inline void Spin(int milliseconds)
     WaitUntil([] { return false; }, milliseconds);
 }
 
-// The views need a 3.3 core context, as the application asks for in main.
-inline void UseCoreProfile()
-{
-    QSurfaceFormat format;
-    format.setVersion(3, 3);
-    format.setProfile(QSurfaceFormat::CoreProfile);
-    format.setDepthBufferSize(24);
-    format.setStencilBufferSize(8);
-    QSurfaceFormat::setDefaultFormat(format);
-}
-
 inline bool IsCore33(const QOpenGLContext* context)
 {
-    return context != nullptr && context->format().profile() == QSurfaceFormat::CoreProfile &&
-           context->format().version() >= qMakePair(3, 3);
+    return context != nullptr && Kest::KestGLSurfaceFormat::IsCore33(context->format());
 }
 
 inline bool ShowAndExpose(QWidget& widget)

@@ -2,7 +2,6 @@
 #include "views/YUVShowView.h"
 
 #include "KestColorSpace/KestColorSpace.h"
-#include "KestColorSpace/KestColorSpaceMat.h"
 #include "core/KestLog.h"
 
 #include "TempDir.h"
@@ -70,17 +69,6 @@ void PrintTo(const MatrixPair& pair, std::ostream* out)
 
 const float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 
-// YUV -> RGB -> XYZ of the input, then XYZ -> RGB of the output.
-Kest::KestColorSpace Chain(int input, int output)
-{
-    Kest::KestColorSpaceMat* table = Kest::KestColorSpaceMat::GetInstance();
-    Kest::KestColorSpace cs;
-    cs.AddEatrix(input == 0 ? table->mat_BT709_YUV_RGB : table->mat_BT2020_YUV_RGB);
-    cs.AddEatrix(input == 0 ? table->mat_BT709_RGB_XYZ : table->mat_BT2020_RGB_XYZ);
-    cs.AddEatrix(output == 0 ? !table->mat_BT709_RGB_XYZ : !table->mat_BT2020_RGB_XYZ);
-    return cs;
-}
-
 // What the full-colour fragment shader makes of one sample, before the
 // 8-bit frame buffer clamps it.
 std::array<float, 3> ShaderRgb(Yuv s, int range, const float (&m)[9], float gamma)
@@ -128,7 +116,6 @@ protected:
         // Mesa's shader cache skips compiling sources it has seen before, and
         // their warnings with it.
         qputenv("MESA_SHADER_CACHE_DISABLE", "true");
-        view_test::UseCoreProfile();
     }
 
     // Writes the frames to a file and shows a view of it, painted once.
@@ -332,7 +319,7 @@ TEST_P(YUVShowViewColourTest, ConvertsWithTheChosenMatrixAndRange)
     const MatrixPair& pair = std::get<0>(GetParam());
     const int range = std::get<1>(GetParam());
     OpenBands();
-    Kest::KestColorSpace cs = Chain(pair.input, pair.output);
+    Kest::KestColorSpace cs = Kest::KestColorSpace::ForSpaces(pair.input, pair.output);
     EXPECT_EQ(0, view->SetColorSpace(cs));
     EXPECT_EQ(0, view->SetColorRange(range));
     ExpectBands(Grab(), range, pair.m, 1.0f, false);
@@ -348,7 +335,7 @@ INSTANTIATE_TEST_SUITE_P(Pairs, YUVShowViewColourTest,
 TEST_F(YUVShowViewTest, VideoRangeMaps16ToBlackAnd235ToWhite)
 {
     OpenBands();
-    Kest::KestColorSpace cs = Chain(0, 0);
+    Kest::KestColorSpace cs = Kest::KestColorSpace::ForSpaces(0, 0);
     view->SetColorSpace(cs);
     view->SetColorRange(2);
     const QImage image = Grab();
@@ -365,7 +352,7 @@ TEST_F(YUVShowViewTest, VideoRangeMaps16ToBlackAnd235ToWhite)
 TEST_F(YUVShowViewTest, GammaRaisesEveryComponent)
 {
     OpenBands();
-    Kest::KestColorSpace cs = Chain(1, 0);
+    Kest::KestColorSpace cs = Kest::KestColorSpace::ForSpaces(1, 0);
     view->SetColorSpace(cs);
     EXPECT_EQ(0, view->SetGamma(2.2f));
     for (int range : {1, 2}) {
@@ -625,7 +612,7 @@ TEST_F(YUVShowViewTest, AllZeroRectangleCollapsesToTheTopLeftCorner)
 TEST_F(YUVShowViewTest, SettersRepaintButModeAndLimitDoNot)
 {
     OpenBands();
-    Kest::KestColorSpace cs = Chain(0, 0);
+    Kest::KestColorSpace cs = Kest::KestColorSpace::ForSpaces(0, 0);
     const std::vector<std::function<void()>> repainting = {
         [&] { view->LoadFrame(0); },
         [&] { view->SetVisible(1, 0, 0); },

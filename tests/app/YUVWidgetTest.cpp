@@ -103,7 +103,6 @@ std::map<int, QString> Labels(RulerView* ruler, bool vertical)
 
 class YUVWidgetTest : public ::testing::Test {
 protected:
-    void SetUp() override { view_test::UseCoreProfile(); }
 
     // A widget whose view is 800 x 800 beside 40-pixel rulers, painted once.
     void Open(const std::vector<uint8_t>& frames, int w, int h)

@@ -5,6 +5,7 @@
 #include "ChildProcess.h"
 #include "DefaultLogLine.h"
 #include "TempDir.h"
+#include "TextLines.h"
 
 #include <gtest/gtest.h>
 
@@ -44,16 +45,6 @@ protected:
     std::string path;
 };
 
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 // Checks that the lines are exactly "T<t> <i>" for every thread t and every
 // i below count, each thread's in increasing order.
 void ExpectCompleteAndOrdered(const std::vector<std::string>& lines, int threads, int count)
@@ -89,7 +80,7 @@ TEST_F(SingletonLog, ClearPrintsEverythingPendingAtOnce)
         kest_log_log(__FILE__, __FUNCTION__, __LINE__, 5, "T0 %d\n", i);
     }
     EXPECT_EQ(0, kest_log_clear());
-    ExpectCompleteAndOrdered(Lines(ReadWholeFile(path)), 1, 50);
+    ExpectCompleteAndOrdered(lumo_test::SplitLines(ReadWholeFile(path)), 1, 50);
 }
 
 TEST_F(SingletonLog, LongMessageIsCutAt4095Characters)
@@ -181,7 +172,7 @@ TEST_F(SingletonLog, FourThreadsNeverInterleaveAndLoseNothing)
         worker.join();
     }
     kest_log_clear();
-    ExpectCompleteAndOrdered(Lines(ReadWholeFile(path)), kThreads, kLines);
+    ExpectCompleteAndOrdered(lumo_test::SplitLines(ReadWholeFile(path)), kThreads, kLines);
 }
 
 TEST(KestLogDirect, SwitchOffPrintsOnTheCallersThreadWithoutFilter)
@@ -215,7 +206,7 @@ TEST(KestLogProcess, RecordsQueuedAtExitArePrintedByTheFinalDrain)
     const auto result = lumo_test::RunChild({Helper(), "exit-drain", path, "4", "5000"}, std::chrono::seconds(60));
     ASSERT_FALSE(result.timedOut);
     EXPECT_EQ(0, result.exitCode);
-    ExpectCompleteAndOrdered(Lines(ReadWholeFile(path)), 4, 5000);
+    ExpectCompleteAndOrdered(lumo_test::SplitLines(ReadWholeFile(path)), 4, 5000);
 }
 
 TEST(KestLogProcess, ClearWithoutARunningWorkerWaitsForever)

@@ -2,10 +2,10 @@
 // rulers. The wheel zooms, a drag pans or, with "Rectangle" ticked, draws the
 // region of interest.
 
+#include "KestGL/KestGLSurfaceFormat.h"
 #include "views/YUVWidget.h"
 
 #include "KestColorSpace/KestColorSpace.h"
-#include "KestColorSpace/KestColorSpaceMat.h"
 #include "lumo/YUVReader.h"
 #include "lumo/YUVTypeInstance.h"
 
@@ -33,17 +33,6 @@ int Usage(const char* message)
     return 2;
 }
 
-// Index 0 BT709, 1 BT2020: YUV -> RGB -> XYZ of the input, XYZ -> RGB of the output.
-Kest::KestColorSpace Chain(int input, int output)
-{
-    Kest::KestColorSpaceMat* table = Kest::KestColorSpaceMat::GetInstance();
-    Kest::KestColorSpace cs;
-    cs.AddEatrix(input == 0 ? table->mat_BT709_YUV_RGB : table->mat_BT2020_YUV_RGB);
-    cs.AddEatrix(input == 0 ? table->mat_BT709_RGB_XYZ : table->mat_BT2020_RGB_XYZ);
-    cs.AddEatrix(output == 0 ? !table->mat_BT709_RGB_XYZ : !table->mat_BT2020_RGB_XYZ);
-    return cs;
-}
-
 QComboBox* Choice(const QStringList& items, QWidget* parent)
 {
     auto* box = new QComboBox(parent);
@@ -55,12 +44,7 @@ QComboBox* Choice(const QStringList& items, QWidget* parent)
 
 int main(int argc, char** argv)
 {
-    QSurfaceFormat format;
-    format.setVersion(3, 3);
-    format.setProfile(QSurfaceFormat::CoreProfile);
-    format.setDepthBufferSize(24);
-    format.setStencilBufferSize(8);
-    QSurfaceFormat::setDefaultFormat(format);
+    Kest::KestGLSurfaceFormat::UseCoreFormat();
     QApplication app(argc, argv);
     QApplication::setStyle(QStyleFactory::create("Fusion"));
 
@@ -114,7 +98,7 @@ int main(int argc, char** argv)
     layout->addLayout(controls);
 
     auto colourSpace = [=] {
-        Kest::KestColorSpace cs = Chain(input->currentIndex(), output->currentIndex());
+        Kest::KestColorSpace cs = Kest::KestColorSpace::ForSpaces(input->currentIndex(), output->currentIndex());
         frameView->SetColorSpace(cs);
     };
     auto previews = [=] { frameView->SetVisible(showY->isChecked(), showU->isChecked(), showV->isChecked()); };

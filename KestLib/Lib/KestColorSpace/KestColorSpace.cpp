@@ -1,6 +1,23 @@
 #include "KestColorSpace/KestColorSpace.h"
 
+#include "KestColorSpace/KestColorSpaceMat.h"
+
 namespace Kest {
+
+KestColorSpace KestColorSpace::ForSpaces(int inputSpace, int outputSpace)
+{
+    KestColorSpaceMat* table = KestColorSpaceMat::GetInstance();
+    KestColorSpace chain;
+    if (inputSpace == KEST_COLOR_SPACE_BT2020) {
+        chain.AddEatrix(table->mat_BT2020_YUV_RGB);
+        chain.AddEatrix(table->mat_BT2020_RGB_XYZ);
+    } else {
+        chain.AddEatrix(table->mat_BT709_YUV_RGB);
+        chain.AddEatrix(table->mat_BT709_RGB_XYZ);
+    }
+    chain.AddEatrix(outputSpace == KEST_COLOR_SPACE_BT2020 ? !table->mat_BT2020_RGB_XYZ : !table->mat_BT709_RGB_XYZ);
+    return chain;
+}
 
 int KestColorSpace::AddEatrix(const Eatrix<float>& m)
 {
