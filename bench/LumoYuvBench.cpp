@@ -157,18 +157,26 @@ void SetBytes(benchmark::State& state, const Clip& clip)
 
 // ---- ReadFrameYUV444 vs pread + I420ToI444 ----
 
-void LumoRead444(benchmark::State& state, const char* res)
+using ReadCall = unsigned char* (lumo::YUVReader::*)(unsigned char*, int*, long) const;
+
+// One frame after the other through a LumoYuv read call, as the app reads.
+void LumoRead(benchmark::State& state, const char* res, ReadCall read)
 {
     const Clip& clip = Clips().at(res);
     int frame = 0;
     for (auto _ : state) {
         int status = 0;
-        unsigned char* p = clip.reader.ReadFrameYUV444(nullptr, &status, frame * clip.frameLen);
+        unsigned char* p = (clip.reader.*read)(nullptr, &status, frame * clip.frameLen);
         benchmark::DoNotOptimize(p);
         std::free(p);
         frame = (frame + 1) % kFrames;
     }
     SetBytes(state, clip);
+}
+
+void LumoRead444(benchmark::State& state, const char* res)
+{
+    LumoRead(state, res, &lumo::YUVReader::ReadFrameYUV444);
 }
 
 void YuvRead444(benchmark::State& state, const char* res)
@@ -195,16 +203,7 @@ void YuvRead444(benchmark::State& state, const char* res)
 
 void LumoReadRgb(benchmark::State& state, const char* res)
 {
-    const Clip& clip = Clips().at(res);
-    int frame = 0;
-    for (auto _ : state) {
-        int status = 0;
-        unsigned char* p = clip.reader.ReadFrameRGB24(nullptr, &status, frame * clip.frameLen);
-        benchmark::DoNotOptimize(p);
-        std::free(p);
-        frame = (frame + 1) % kFrames;
-    }
-    SetBytes(state, clip);
+    LumoRead(state, res, &lumo::YUVReader::ReadFrameRGB24);
 }
 
 void YuvReadRgb(benchmark::State& state, const char* res)
