@@ -179,11 +179,11 @@ void LumoRead444(benchmark::State& state, const char* res)
     LumoRead(state, res, &lumo::YUVReader::ReadFrameYUV444);
 }
 
-void YuvRead444(benchmark::State& state, const char* res)
+// pread of each frame into scratch, then a libyuv conversion of it.
+template <typename Convert>
+void YuvRead(benchmark::State& state, const char* res, Convert convert)
 {
     Clip& clip = Clips().at(res);
-    const int w = clip.width;
-    const int cw = w / 2;
     std::vector<uint8_t> out(3 * clip.Plane());
     int frame = 0;
     for (auto _ : state) {
@@ -191,12 +191,20 @@ void YuvRead444(benchmark::State& state, const char* res)
         const uint8_t* y = clip.scratch.data();
         const uint8_t* u = y + clip.Plane();
         const uint8_t* v = u + clip.Chroma();
-        libyuv::I420ToI444(y, w, u, cw, v, cw, out.data(), w, out.data() + clip.Plane(), w,
-                           out.data() + 2 * clip.Plane(), w, w, clip.height);
+        convert(clip, y, u, v, out.data());
         benchmark::DoNotOptimize(out.data());
         frame = (frame + 1) % kFrames;
     }
     SetBytes(state, clip);
+}
+
+void YuvRead444(benchmark::State& state, const char* res)
+{
+    YuvRead(state, res, [](const Clip& clip, const uint8_t* y, const uint8_t* u, const uint8_t* v, uint8_t* out) {
+        const int w = clip.width;
+        libyuv::I420ToI444(y, w, u, w / 2, v, w / 2, out, w, out + clip.Plane(), w, out + 2 * clip.Plane(), w, w,
+                           clip.height);
+    });
 }
 
 // ---- ReadFrameRGB24 vs pread + I420ToRAW (RAW is R,G,B in memory) ----
@@ -208,21 +216,10 @@ void LumoReadRgb(benchmark::State& state, const char* res)
 
 void YuvReadRgb(benchmark::State& state, const char* res)
 {
-    Clip& clip = Clips().at(res);
-    const int w = clip.width;
-    const int cw = w / 2;
-    std::vector<uint8_t> out(3 * clip.Plane());
-    int frame = 0;
-    for (auto _ : state) {
-        ReadWhole(clip, frame * clip.frameLen, clip.scratch.data());
-        const uint8_t* y = clip.scratch.data();
-        const uint8_t* u = y + clip.Plane();
-        const uint8_t* v = u + clip.Chroma();
-        libyuv::I420ToRAW(y, w, u, cw, v, cw, out.data(), 3 * w, w, clip.height);
-        benchmark::DoNotOptimize(out.data());
-        frame = (frame + 1) % kFrames;
-    }
-    SetBytes(state, clip);
+    YuvRead(state, res, [](const Clip& clip, const uint8_t* y, const uint8_t* u, const uint8_t* v, uint8_t* out) {
+        const int w = clip.width;
+        libyuv::I420ToRAW(y, w, u, w / 2, v, w / 2, out, 3 * w, w, clip.height);
+    });
 }
 
 // ---- Frame444To420 vs I444ToI420 ----

@@ -256,9 +256,7 @@ void YUVShowView::paintGL()
     emit updataRuler(left, right, top, bottom);
 
     frameDraw->PutMatrix4fv("yuvMatrix", frameMatrix);
-    frameDraw->PutTexture("y", yTexture.get(), 0);
-    frameDraw->PutTexture("u", uTexture.get(), 1);
-    frameDraw->PutTexture("v", vTexture.get(), 2);
+    BindPlanes(*frameDraw);
     frameDraw->PutUniform1i("colorRange", colorRange);
     frameDraw->PutUniform1f("gamma", gamma);
     frameDraw->PutUniform1f("width", w);
@@ -289,6 +287,13 @@ void YUVShowView::UploadFrame()
         vTexture->SetDataRedChannel(frame + 2 * plane, width, height);
     }
     free(frame);
+}
+
+void YUVShowView::BindPlanes(Kest::KestGLDraw& draw)
+{
+    draw.PutTexture("y", yTexture.get(), 0);
+    draw.PutTexture("u", uTexture.get(), 1);
+    draw.PutTexture("v", vTexture.get(), 2);
 }
 
 void YUVShowView::DrawRectangle(Eatrix4x4<float>& projection)
@@ -326,9 +331,7 @@ void YUVShowView::DrawPreviews()
     // Each preview keeps the frame's aspect at 20 % of the view's height,
     // from the left edge.
     const float a = (static_cast<float>(width) / height) * (0.2f * viewHeight) / viewWidth;
-    channelDraw->PutTexture("y", yTexture.get(), 0);
-    channelDraw->PutTexture("u", uTexture.get(), 1);
-    channelDraw->PutTexture("v", vTexture.get(), 2);
+    BindPlanes(*channelDraw);
     channelDraw->PutUniform1i("colorRange", colorRange);
     channelDraw->PutUniform1f("width", viewWidth);
     channelDraw->PutUniform1f("height", viewHeight);

@@ -67,6 +67,8 @@ protected:
 
 private:
     void UploadFrame();
+    // The Y, U and V textures on units 0, 1 and 2 as samplers "y", "u", "v".
+    void BindPlanes(Kest::KestGLDraw& draw);
     void DrawRectangle(Kest::Eatrix4x4<float>& projection);
     void DrawSide(Kest::Eatrix4x4<float>& projection, float x0, float y0, float x1, float y1);
     void DrawPreviews();
