@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <regex>
@@ -59,6 +60,34 @@ void ExpectCompleteAndOrdered(const std::vector<std::string>& lines, int threads
         ASSERT_LT(t, threads);
         ASSERT_EQ(next[t], std::stoi(m[2])) << "thread " << t << " out of order";
         next[t]++;
+    }
+}
+
+// Checks that the lines of several files are together exactly "T<t> <i>"
+// for every thread t and every i below count, each file holding each
+// thread's lines in increasing order.
+void ExpectCompleteAcrossFiles(const std::vector<std::string>& paths, int threads, int count)
+{
+    std::vector<std::vector<int>> seen(threads, std::vector<int>(count, 0));
+    const std::regex shape(R"(T(\d+) (\d+))");
+    for (const std::string& file : paths) {
+        std::vector<int> last(threads, -1);
+        for (const std::string& line : lumo_test::SplitLines(ReadWholeFile(file))) {
+            std::smatch m;
+            ASSERT_TRUE(std::regex_match(line, m, shape)) << "mangled line: " << line;
+            const int t = std::stoi(m[1]);
+            const int i = std::stoi(m[2]);
+            ASSERT_LT(t, threads);
+            ASSERT_LT(i, count);
+            ASSERT_LT(last[t], i) << "thread " << t << " out of order in " << file;
+            last[t] = i;
+            seen[t][i]++;
+        }
+    }
+    for (int t = 0; t < threads; t++) {
+        for (int i = 0; i < count; i++) {
+            ASSERT_EQ(1, seen[t][i]) << "line T" << t << " " << i;
+        }
     }
 }
 
@@ -172,6 +201,56 @@ TEST_F(SingletonLog, FourThreadsNeverInterleaveAndLoseNothing)
         worker.join();
     }
     kest_log_clear();
+    ExpectCompleteAndOrdered(lumo_test::SplitLines(ReadWholeFile(path)), kThreads, kLines);
+}
+
+TEST_F(SingletonLog, SettingsChangingWhileFourThreadsLogLoseNoLine)
+{
+    constexpr int kThreads = 4;
+    constexpr int kLines = 5000;
+    // Lines written before the first change go to the fixture's file.
+    const std::vector<std::string> paths = {dir.File("a.txt"), dir.File("b.txt"), path};
+    std::atomic<int> running{kThreads};
+    std::vector<std::thread> workers;
+    for (int t = 0; t < kThreads; t++) {
+        workers.emplace_back([t, &running] {
+            for (int i = 0; i < kLines; i++) {
+                kest_log_log(__FILE__, __FUNCTION__, __LINE__, 5, "T%d %d\n", t, i);
+            }
+            running--;
+        });
+    }
+    // The worker opens the path of each line while the path, the switches
+    // and the level keep changing under it.
+    for (int change = 0; running > 0 || change < 200; change++) {
+        kest_log_path(paths[change % 2].c_str());
+        kest_log_param(0, 0, 0, change % 2, 0);
+        kest_log_set_level(change % 2 == 0 ? 5 : 4);
+        std::this_thread::yield();
+    }
+    for (auto& worker : workers) {
+        worker.join();
+    }
+    kest_log_clear();
+    ExpectCompleteAcrossFiles(paths, kThreads, kLines);
+}
+
+TEST_F(SingletonLog, SeveralThreadsClearingAtOnceAllReturnAndLoseNothing)
+{
+    constexpr int kThreads = 4;
+    constexpr int kLines = 300;
+    std::vector<std::thread> workers;
+    for (int t = 0; t < kThreads; t++) {
+        workers.emplace_back([t] {
+            for (int i = 0; i < kLines; i++) {
+                kest_log_log(__FILE__, __FUNCTION__, __LINE__, 5, "T%d %d\n", t, i);
+                EXPECT_EQ(0, kest_log_clear());
+            }
+        });
+    }
+    for (auto& worker : workers) {
+        worker.join();
+    }
     ExpectCompleteAndOrdered(lumo_test::SplitLines(ReadWholeFile(path)), kThreads, kLines);
 }
 

@@ -7,6 +7,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <mutex>
 
 using Kest::KestLogBean;
 using Kest::KestLogThread;
@@ -71,6 +72,10 @@ int kest_log_clear(void)
     if (log == nullptr) {
         return -1;
     }
+    // The event-loop handshake has room for one caller at a time: a second
+    // one stopping the loop early would leave the first waiting for ever.
+    static std::mutex clearMutex;
+    std::lock_guard<std::mutex> lock(clearMutex);
     ClearKestRunnable clear(log);
     log->PushEvent(&clear);
     log->StartEventLoop();

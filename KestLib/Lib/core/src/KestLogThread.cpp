@@ -87,30 +87,37 @@ int KestLogThread::PrintLog(KestLogBean* bean)
     if (bean == nullptr) {
         return -1;
     }
+    KestLogParam lineParam;
+    KestString linePath;
+    {
+        std::lock_guard<std::mutex> lock(settingsMutex);
+        lineParam = param;
+        linePath = path;
+    }
     KestString text;
-    if (param.levelFlag) {
+    if (lineParam.levelFlag) {
         char level[32] = {0};
         snprintf(level, sizeof(level), "[%2d] ", bean->GetLevel());
         text += level;
     }
-    if (param.timeFlag) {
+    if (lineParam.timeFlag) {
         text += KestString("[") + bean->GetTimeStr() + "] ";
     }
-    if (param.fileFlag) {
+    if (lineParam.fileFlag) {
         text += KestString("[") + bean->GetFile() + "(" + KestString::Number(bean->GetLine(), "%d") + ")" + "] ";
     }
-    if (param.funcFlag) {
+    if (lineParam.funcFlag) {
         text += KestString("[") + bean->GetFunction() + "] ";
     }
     text += bean->GetLog();
 
-    if (path.IsEmpty() || path.Length() == 0) {
+    if (linePath.IsEmpty() || linePath.Length() == 0) {
         printf("%s", text.CStr());
         fflush(stdout);
         fflush(stderr);
         return 0;
     }
-    FILE* file = fopen(path.CStr(), "at+");
+    FILE* file = fopen(linePath.CStr(), "at+");
     if (file == nullptr) {
         return 0;
     }
@@ -140,12 +147,14 @@ int KestLogThread::SetLevel(int level)
 
 int KestLogThread::SetParam(KestLogParam& newParam)
 {
+    std::lock_guard<std::mutex> lock(settingsMutex);
     param = newParam;
     return 0;
 }
 
 int KestLogThread::SetPath(const KestString& newPath)
 {
+    std::lock_guard<std::mutex> lock(settingsMutex);
     // KestString assignment ignores an empty source; clear first so an empty
     // path really switches back to standard output.
     path.ClearStr();

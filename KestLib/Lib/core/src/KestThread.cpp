@@ -9,6 +9,7 @@ KestThread::KestThread() : stopFlag(0), eventLoopFlag(0), eventLoopRunning(0), w
 KestThread::~KestThread()
 {
     Stop();
+    std::lock_guard<std::mutex> lock(runnablesMutex);
     while (!runnables.empty()) {
         runnables.pop();
     }
@@ -46,6 +47,7 @@ int KestThread::Stop()
 
 int KestThread::PushEvent(KestRunnable* runnable)
 {
+    std::lock_guard<std::mutex> lock(runnablesMutex);
     runnables.push(runnable);
     return 0;
 }
@@ -56,9 +58,16 @@ int KestThread::EventLoop()
         return -1;
     }
     eventLoopRunning = 1;
-    while (!runnables.empty()) {
-        KestRunnable* runnable = runnables.front();
-        runnables.pop();
+    for (;;) {
+        KestRunnable* runnable = nullptr;
+        {
+            std::lock_guard<std::mutex> lock(runnablesMutex);
+            if (runnables.empty()) {
+                break;
+            }
+            runnable = runnables.front();
+            runnables.pop();
+        }
         if (runnable != nullptr) {
             runnable->Run();
         }

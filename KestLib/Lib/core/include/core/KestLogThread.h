@@ -9,13 +9,15 @@
 #include "core/KestThread.h"
 
 #include <atomic>
+#include <mutex>
 
 namespace Kest {
 
 // The process-wide log writer. Records are handed over through a locked
 // queue and formatted and written on the single worker thread, so lines from
-// different threads never interleave. Settings are plain fields meant to be
-// set once at start-up.
+// different threads never interleave. The settings may change at any time
+// from any thread: each line is written with a snapshot of them taken under
+// their lock.
 class KestLogThread : public KestThread, public KestObserver {
 public:
     // The singleton, created on first use; its worker is started then when
@@ -56,7 +58,9 @@ private:
     static GarbageCollector garbageCollector;
 
     KestObserverQueue<KestLogBean*> logQueue;
-    int minLevel;
+    std::atomic<int> minLevel;
+    // Guards param and path.
+    std::mutex settingsMutex;
     KestLogParam param;
     KestString path;
 };

@@ -32,8 +32,8 @@ public:
     // -1 if not started; otherwise sets the stop flag, wakes and joins the worker.
     int Stop();
 
-    // Queues a runnable (not owned). The queue is not locked: push before
-    // StartEventLoop() so the worker only sees it once the loop is entered.
+    // Queues a runnable (not owned) for the next event loop; any thread may
+    // push.
     int PushEvent(KestRunnable* runnable);
 
     // Called by the worker: -1 unless an event loop was requested; otherwise
@@ -52,6 +52,8 @@ protected:
     std::condition_variable wakeCondition;
     std::mutex wakeMutex;
     std::thread* worker;
+    // Guards runnables.
+    std::mutex runnablesMutex;
     std::queue<KestRunnable*> runnables;
 };
 
