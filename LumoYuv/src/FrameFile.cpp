@@ -9,12 +9,14 @@ namespace lumo {
 
 FrameFile::FrameFile(const std::string& path)
 {
-    int handle = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Non-blocking, so that a FIFO in the file's place cannot hold the
+    // open until a writer comes; reads of a regular file ignore the flag.
+    int handle = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (handle < 0) {
         return;
     }
     struct stat st;
-    // A directory or a device opens fine but has no frames to offer.
+    // A directory, a FIFO or a device opens but has no frames to offer.
     if (::fstat(handle, &st) != 0 || !S_ISREG(st.st_mode)) {
         ::close(handle);
         return;

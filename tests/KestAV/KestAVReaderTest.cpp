@@ -3,10 +3,12 @@
 #include "KestAV/KestAVStream.h"
 
 #include "LogCapture.h"
+#include "TestFifo.h"
 #include "TestMedia.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <fstream>
 #include <string>
@@ -91,6 +93,26 @@ TEST_F(KestAVReaderTest, EmptyFileFailsToOpen)
     KestAVReader reader(KestString(WriteFile("empty.mp4", "").c_str()));
     EXPECT_EQ(-1, reader.Open());
     ExpectNoContainer(reader);
+}
+
+TEST_F(KestAVReaderTest, FifoFailsToOpenWithoutWaitingForAWriter)
+{
+    lumo_test::TestFifo fifo(media.File("pipe.mp4"));
+    ASSERT_TRUE(fifo.Made());
+    KestAVReader reader(KestString(fifo.Path().c_str()));
+    int result = 0;
+    EXPECT_TRUE(fifo.ReturnsWithin([&] { result = reader.Open(); }, std::chrono::seconds(5)));
+    EXPECT_EQ(-1, result);
+    ExpectNoContainer(reader);
+}
+
+TEST_F(KestAVReaderTest, DirectoryAndDeviceFailToOpen)
+{
+    for (const std::string& path : {media.File(""), std::string("/dev/zero")}) {
+        KestAVReader reader(KestString(path.c_str()));
+        EXPECT_EQ(-1, reader.Open()) << path;
+        ExpectNoContainer(reader);
+    }
 }
 
 TEST_F(KestAVReaderTest, UnopenedReaderHasAnEmptyContainer)

@@ -1,6 +1,7 @@
 // lumo-iqa run as a program: arguments, exit codes, the three output
 // formats, and agreement with the library and with FFmpeg's psnr filter.
 
+#include "TestFifo.h"
 #include "TextLines.h"
 #include "YuvTestSupport.h"
 
@@ -13,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <sstream>
@@ -181,6 +183,17 @@ TEST_F(LumoIqaTest, UnreadableInputExitsThree)
                        dir.Path());
     // Both files hold less than one frame of this size.
     ExpectOneLineError(Iqa({"--size", "64x64", "--layout", "I420", pathA, pathB}), 3, "no whole");
+}
+
+TEST_F(LumoIqaTest, FifoInputExitsThreeWithoutWaitingForAWriter)
+{
+    MakePair(16, 8, 2);
+    lumo_test::TestFifo fifo(dir.File("pipe.yuv"));
+    ASSERT_TRUE(fifo.Made());
+    ToolRun run;
+    EXPECT_TRUE(fifo.ReturnsWithin([&] { run = Iqa({"--size", "16x8", "--layout", "I420", fifo.Path(), pathB}); },
+                                   std::chrono::seconds(20)));
+    ExpectOneLineError(run, 3, "pipe.yuv");
 }
 
 TEST_F(LumoIqaTest, HelpGoesToStandardOutput)

@@ -1,5 +1,6 @@
 // Every way a read can fail, and what a failure looks like.
 
+#include "TestFifo.h"
 #include "YuvTestSupport.h"
 
 #include "lumo/YUVReader.h"
@@ -7,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -97,6 +99,28 @@ TEST_F(ReaderStatusTest, DirectoryIsNotAFile)
     const YUVReader folder(dir.Path(), 6, 4, YUVType::YUV_TYPE_I420);
     EXPECT_EQ(folder.GetFrameCount(), 0);
     ExpectBoth(folder, 0, YUVReader::READ_ERROR_FILE, "directory");
+}
+
+TEST_F(ReaderStatusTest, FifoIsNotAFileAndNeverBlocks)
+{
+    lumo_test::TestFifo fifo(dir.File("pipe.yuv"));
+    ASSERT_TRUE(fifo.Made());
+    const YUVReader pipe(fifo.Path(), 6, 4, YUVType::YUV_TYPE_I420);
+    int count = -1;
+    EXPECT_TRUE(fifo.ReturnsWithin([&] { count = pipe.GetFrameCount(); }, std::chrono::seconds(5)));
+    EXPECT_EQ(count, 0);
+    EXPECT_TRUE(fifo.ReturnsWithin([&] { ExpectBoth(pipe, 0, YUVReader::READ_ERROR_FILE, "fifo"); },
+                                   std::chrono::seconds(5)));
+}
+
+TEST_F(ReaderStatusTest, FileReplacedByAFifoBetweenReadsFailsWithoutBlocking)
+{
+    ASSERT_EQ(reader.GetFrameCount(), 2);
+    std::filesystem::remove(path);
+    lumo_test::TestFifo fifo(path);
+    ASSERT_TRUE(fifo.Made());
+    EXPECT_TRUE(fifo.ReturnsWithin([&] { ExpectBoth(reader, reader.GetFrameLen(), YUVReader::READ_ERROR_FILE, "fifo"); },
+                                   std::chrono::seconds(5)));
 }
 
 TEST_F(ReaderStatusTest, EmptyPath)

@@ -5,6 +5,8 @@
 #include "KestAVStreamPrivate.h"
 #include "core/KestLog.h"
 
+#include <sys/stat.h>
+
 namespace Kest {
 
 namespace {
@@ -33,6 +35,17 @@ KestAVReader::~KestAVReader()
 
 int KestAVReader::Open()
 {
+    // FFmpeg would block for ever in opening a FIFO without a writer, and a
+    // directory or a device has no media to offer: only regular files are
+    // opened. stat() itself never blocks.
+    struct stat st;
+    if (stat(imp->path.CStr(), &st) != 0 || !S_ISREG(st.st_mode)) {
+        av_log(nullptr, AV_LOG_ERROR, "%s: not a regular file\n", imp->path.CStr());
+        // As after a failed open by FFmpeg: no container is left.
+        avformat_free_context(imp->ctx);
+        imp->ctx = nullptr;
+        return -1;
+    }
     // On failure FFmpeg frees the context and clears the pointer.
     if (avformat_open_input(&imp->ctx, imp->path.CStr(), nullptr, nullptr) != 0) {
         return -1;
