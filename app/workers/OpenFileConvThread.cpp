@@ -9,17 +9,15 @@
 #include <QDebug>
 
 #include <cstddef>
-#include <memory>
+
+#include <sys/stat.h>
 
 namespace {
 
-struct FileCloser {
-    void operator()(FILE* file) const { fclose(file); }
-};
-
 // One fwrite per row and plane: the decoder's row padding is never written,
-// and odd sizes lose their last chroma column and row.
-void WritePicture(Kest::KestAVFrame& frame, FILE* file)
+// and odd sizes lose their last chroma column and row. False when a write
+// fell short (a full disk, a file size limit).
+bool WritePicture(Kest::KestAVFrame& frame, FILE* file)
 {
     const int width = frame.GetWidth();
     const int height = frame.GetHeight();
@@ -28,13 +26,52 @@ void WritePicture(Kest::KestAVFrame& frame, FILE* file)
     for (int plane = 0; plane < 3; plane++) {
         const unsigned char* data = frame.GetData(plane);
         const ptrdiff_t stride = frame.GetLineSize(plane);
+        const size_t rowBytes = static_cast<size_t>(planeWidth[plane]);
         for (int row = 0; row < planeHeight[plane]; row++) {
-            fwrite(data + row * stride, 1, planeWidth[plane], file);
+            if (fwrite(data + row * stride, 1, rowBytes, file) != rowBytes) {
+                return false;
+            }
         }
     }
+    return true;
 }
 
 } // namespace
+
+OpenFileConvThread::OutputFile::~OutputFile()
+{
+    if (file != nullptr) {
+        fclose(file);
+    }
+}
+
+bool OpenFileConvThread::OutputFile::Open(const QByteArray& path)
+{
+    this->path = path;
+    file = fopen(path.constData(), "wb");
+    if (file == nullptr) {
+        return false;
+    }
+    struct stat st;
+    regular = fstat(fileno(file), &st) == 0 && S_ISREG(st.st_mode);
+    return true;
+}
+
+bool OpenFileConvThread::OutputFile::Close()
+{
+    FILE* closing = file;
+    file = nullptr;
+    return closing == nullptr || fclose(closing) == 0;
+}
+
+void OpenFileConvThread::OutputFile::Discard()
+{
+    Close();
+    // Only a file of our own making goes: an output such as /dev/full stays.
+    if (regular) {
+        remove(path.constData());
+    }
+}
 
 OpenFileConvThread::OpenFileConvThread(QString path, QString yuvPath, QObject* parent)
     : QThread(parent), path(path), yuvPath(yuvPath)
@@ -76,9 +113,11 @@ int OpenFileConvThread::ReceivePictures(Kest::KestAVDecoder& decoder, Output& ou
         output.height = frame.GetHeight();
         const Kest::KestAVPixelFormat format = frame.GetPixFormat();
         if (format != Kest::PIX_YUV420P && format != Kest::PIX_YUVJ420P) {
-            return -5;
+            return ERROR_FORMAT;
         }
-        WritePicture(frame, output.file);
+        if (!WritePicture(frame, output.file)) {
+            return ERROR_WRITE;
+        }
     }
 }
 
@@ -87,23 +126,23 @@ void OpenFileConvThread::run()
     const QByteArray pathBytes = path.toUtf8();
     Kest::KestAVReader reader(Kest::KestString(pathBytes.constData()));
     if (reader.Open() != 0) {
-        emit OnError(-1);
+        emit OnError(ERROR_OPEN);
         return;
     }
     if (reader.GetStreamCount() < 1) {
-        emit OnError(-2);
+        emit OnError(ERROR_NO_STREAMS);
         return;
     }
     const int videoIndex = reader.GetVideoStreamIndex();
     if (videoIndex < 0) {
-        emit OnError(-3);
+        emit OnError(ERROR_NO_VIDEO);
         return;
     }
     Kest::KestAVStream stream;
     reader.GetStream(stream, videoIndex);
     Kest::KestAVDecoder decoder;
     if (decoder.Init(&stream) != 0) {
-        emit OnError(-4);
+        emit OnError(ERROR_DECODER);
         return;
     }
 
@@ -111,13 +150,14 @@ void OpenFileConvThread::run()
     qDebug() << "OpenFileConvThread: video duration" << duration << "s";
     emit OnStart(duration);
 
-    std::unique_ptr<FILE, FileCloser> file(fopen(yuvPath.toUtf8().constData(), "wb"));
-    if (!file) {
-        emit OnError(-6);
+    OutputFile file;
+    if (!file.Open(yuvPath.toUtf8())) {
+        emit OnError(ERROR_CREATE);
         return;
     }
-    Output output{stream.timeBase, duration, file.get(), 0, 0};
+    Output output{stream.timeBase, duration, file.file, 0, 0};
 
+    int result = 0;
     for (;;) {
         Kest::KestAVPacket packet;
         // A read error mid-file ends the input like the end of the file.
@@ -128,22 +168,31 @@ void OpenFileConvThread::run()
             continue;
         }
         decoder.SendPacket(&packet);
-        if (ReceivePictures(decoder, output, true) != 0) {
-            // The pictures written so far stay on disk.
-            file.reset();
-            emit OnError(-5);
-            return;
+        result = ReceivePictures(decoder, output, true);
+        if (result != 0) {
+            break;
         }
     }
-    decoder.SendPacket(nullptr);
-    if (ReceivePictures(decoder, output, false) != 0) {
-        file.reset();
-        emit OnError(-5);
+    if (result == 0) {
+        decoder.SendPacket(nullptr);
+        result = ReceivePictures(decoder, output, false);
+    }
+    // Complete on disk before anyone hears of it: the last buffered bytes
+    // can still fail to be written when the file is closed.
+    if (result == 0 && !file.Close()) {
+        result = ERROR_WRITE;
+    }
+    if (result == ERROR_WRITE) {
+        file.Discard();
+        emit OnError(ERROR_WRITE);
         return;
     }
-
-    // Complete on disk before anyone hears of it.
-    file.reset();
+    if (result != 0) {
+        // The pictures written before the one in another format stay on disk.
+        file.Close();
+        emit OnError(result);
+        return;
+    }
     reader.Close();
     emit OnFinish(yuvPath, QString::fromStdString(lumo::YUVType::YUV_TYPE_I420.name), output.width,
                   output.height);

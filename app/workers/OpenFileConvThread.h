@@ -3,6 +3,7 @@
 
 #include "KestAV/KestAVRational.h"
 
+#include <QByteArray>
 #include <QString>
 #include <QThread>
 
@@ -19,20 +20,31 @@ class KestAVDecoder;
 // are. Started once; it cannot be cancelled and reports only through its
 // signals, which reach the user-interface thread queued.
 //
-// OnError codes:
-//   -1  the file cannot be opened as media
-//   -2  the container has no streams
-//   -3  the container has no video stream
-//   -4  no decoder can be opened for the video stream
-//   -5  a picture is neither YUV420P nor YUVJ420P; the pictures written so
-//       far stay on disk
-//   -6  the output file cannot be created (after OnStart, before any
-//       picture is decoded)
 // Codes -1 to -4 leave no output file. No OnFinish follows an error.
 class OpenFileConvThread : public QThread {
     Q_OBJECT
 
 public:
+    // OnError codes.
+    enum ErrorCode {
+        // The file cannot be opened as media (missing, not media, or not a
+        // regular file: a FIFO, a directory, a device).
+        ERROR_OPEN = -1,
+        ERROR_NO_STREAMS = -2,
+        ERROR_NO_VIDEO = -3,
+        // No decoder can be opened for the video stream.
+        ERROR_DECODER = -4,
+        // A picture is neither YUV420P nor YUVJ420P; the pictures written
+        // before it stay on disk.
+        ERROR_FORMAT = -5,
+        // The output file cannot be created (after OnStart, before any
+        // picture is decoded).
+        ERROR_CREATE = -6,
+        // Writing or closing the output failed (a full disk); the partial
+        // output is removed.
+        ERROR_WRITE = -7,
+    };
+
     // yuvPath must not name an existing file the caller wants to keep: it is
     // truncated.
     OpenFileConvThread(QString path, QString yuvPath, QObject* parent = nullptr);
@@ -69,8 +81,28 @@ private:
         int height;
     };
 
-    // Receives and writes every picture the decoder has ready; -5 for a
-    // picture in a format that is not 4:2:0, else 0.
+    // The raw output: knows whether it created a regular file, which alone
+    // may be removed again after a failed write.
+    struct OutputFile {
+        OutputFile() = default;
+        ~OutputFile();
+        OutputFile(const OutputFile&) = delete;
+        OutputFile& operator=(const OutputFile&) = delete;
+
+        bool Open(const QByteArray& path);
+        // False when the last buffered bytes could not be written.
+        bool Close();
+        // Closes and removes the file if it is a regular one.
+        void Discard();
+
+        QByteArray path;
+        FILE* file = nullptr;
+        bool regular = false;
+    };
+
+    // Receives and writes every picture the decoder has ready: ERROR_FORMAT
+    // for a picture that is not 4:2:0, ERROR_WRITE when it could not be
+    // written, else 0.
     int ReceivePictures(Kest::KestAVDecoder& decoder, Output& output, bool pause);
 
     QString path;

@@ -3,6 +3,7 @@
 #include "lumo/YUVType.h"
 
 #include "TempDir.h"
+#include "TestFifo.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +16,10 @@
 #include <QStringList>
 #include <QTimer>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <csignal>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
@@ -24,6 +28,8 @@
 #include <random>
 #include <string>
 #include <vector>
+
+#include <sys/resource.h>
 
 namespace {
 
@@ -125,6 +131,32 @@ Signals Collect(OpenFileConvThread& thread, int limitMs = 60000)
     thread.wait();
     return run;
 }
+
+// Lowers this process's file size limit for the life of the object, so
+// that writes past it fail as on a full disk (EFBIG, with the signal that
+// would end the process ignored).
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes)
+    {
+        getrlimit(RLIMIT_FSIZE, &saved);
+        previousHandler = signal(SIGXFSZ, SIG_IGN);
+        rlimit lowered = saved;
+        lowered.rlim_cur = bytes;
+        EXPECT_EQ(0, setrlimit(RLIMIT_FSIZE, &lowered));
+    }
+    ~FileSizeLimit()
+    {
+        setrlimit(RLIMIT_FSIZE, &saved);
+        signal(SIGXFSZ, previousHandler);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit saved{};
+    sighandler_t previousHandler = SIG_DFL;
+};
 
 QString I420Name()
 {
@@ -444,6 +476,64 @@ TEST_F(ConversionTest, UncreatableOutputIsMinusSixAfterStart)
     ASSERT_EQ((std::vector<std::string>{"start", "error"}), run.Names());
     EXPECT_EQ(-6, run.Last().code);
     EXPECT_FALSE(Exists(output));
+}
+
+TEST_F(ConversionTest, FullDiskIsMinusSevenAndNoFinish)
+{
+    // Writes to /dev/full fail as on a full disk; the device itself must
+    // survive the clean-up of the partial output.
+    const Signals run = Convert(SmallH264(), "/dev/full");
+    ASSERT_FALSE(run.events.empty());
+    EXPECT_EQ("start", run.events.front().name);
+    EXPECT_EQ("error", run.Last().name);
+    EXPECT_EQ(-7, run.Last().code);
+    const std::vector<std::string> names = run.Names();
+    EXPECT_EQ(1, std::count(names.begin(), names.end(), "error"));
+    EXPECT_EQ(0, std::count(names.begin(), names.end(), "finish"));
+    EXPECT_TRUE(Exists("/dev/full"));
+}
+
+TEST_F(ConversionTest, WriteBeyondTheFileSizeLimitIsMinusSevenAndRemovesThePartialOutput)
+{
+    const std::string input = SmallH264();
+    // 10 pictures of 4608 bytes against a limit of 10000: the third picture
+    // cannot be written.
+    const FileSizeLimit limit(10000);
+    const Signals run = Convert(input, Output());
+    EXPECT_EQ("error", run.Last().name);
+    EXPECT_EQ(-7, run.Last().code);
+    const std::vector<std::string> names = run.Names();
+    EXPECT_EQ(1, std::count(names.begin(), names.end(), "error"));
+    EXPECT_EQ(0, std::count(names.begin(), names.end(), "finish"));
+    EXPECT_FALSE(Exists(Output()));
+}
+
+TEST_F(ConversionTest, FailureOfTheLastBufferedBytesAtCloseIsMinusSeven)
+{
+    // One 16 x 16 picture (384 bytes) stays in the write buffer until the
+    // file is closed, where the limit of 100 bytes stops it.
+    const std::string input = LosslessH264("one.h264", "16x16", "1", "yuv420p");
+    const FileSizeLimit limit(100);
+    const Signals run = Convert(input, Output());
+    ASSERT_EQ((std::vector<std::string>{"start", "progress", "error"}), run.Names());
+    EXPECT_EQ(-7, run.Last().code);
+    EXPECT_FALSE(Exists(Output()));
+}
+
+TEST_F(ConversionTest, FifoIsMinusOneWithoutWaitingForAWriter)
+{
+    lumo_test::TestFifo fifo(dir.File("pipe.mp4"));
+    ASSERT_TRUE(fifo.Made());
+    Signals run;
+    // The conversion's own thread would hang in FFmpeg's open; the local
+    // event loop of Collect runs on this helper thread meanwhile.
+    EXPECT_TRUE(fifo.ReturnsWithin([&] { run = Convert(fifo.Path(), Output()); }, std::chrono::seconds(10)));
+    ExpectOnlyError(run, -1);
+}
+
+TEST_F(ConversionTest, DirectoryIsMinusOne)
+{
+    ExpectOnlyError(Convert(dir.Path(), Output()), -1);
 }
 
 TEST_F(ConversionTest, Yuv422IsMinusFiveAfterTheFirstPicture)
