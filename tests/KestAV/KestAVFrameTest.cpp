@@ -10,10 +10,22 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
+extern "C" {
+#include <libavutil/mem.h>
+}
+
 using namespace Kest;
+
+// Under AddressSanitizer a refused allocation must come back as null, as it
+// does from the C library, instead of stopping the test.
+extern "C" const char* __asan_default_options()
+{
+    return "allocator_may_return_null=1";
+}
 
 namespace {
 
@@ -149,6 +161,46 @@ TEST(KestAVFrame, SetVideoData420PReplacesDecodedData)
     EXPECT_EQ(4, frame.GetLineSize(0));
 }
 
+TEST(KestAVFrame, SetVideoData420PThatCannotAllocateFailsAndKeepsTheFrame)
+{
+    KestAVFrame frame;
+    MakeUniform420(frame, 16, 16, 1, 2, 3);
+    const unsigned char* before = frame.GetData(0);
+    // The luma plane alone would be 2^62 bytes: more than any allocator can
+    // give. In int arithmetic the product wraps to 1 byte and "succeeds".
+    Bytes small = Filled(8, 0);
+    const int huge = std::numeric_limits<int>::max();
+    EXPECT_EQ(-1, frame.SetVideoData420P(small.data(), small.data(), small.data(), huge, huge));
+    EXPECT_EQ(16, frame.GetWidth());
+    EXPECT_EQ(16, frame.GetHeight());
+    EXPECT_EQ(before, frame.GetData(0));
+    EXPECT_EQ(Bytes(256, 1), Plane(frame, &KestAVFrame::GetYData, 256));
+}
+
+TEST(KestAVFrame, SetVideoData420PRefusesMissingPlanesAndEmptySizes)
+{
+    Bytes y = Filled(8, 10);
+    Bytes c = Filled(2, 50);
+    KestAVFrame frame;
+    EXPECT_EQ(-1, frame.SetVideoData420P(nullptr, c.data(), c.data(), 4, 2));
+    EXPECT_EQ(-1, frame.SetVideoData420P(y.data(), nullptr, c.data(), 4, 2));
+    EXPECT_EQ(-1, frame.SetVideoData420P(y.data(), c.data(), nullptr, 4, 2));
+    EXPECT_EQ(-1, frame.SetVideoData420P(y.data(), c.data(), c.data(), 0, 2));
+    EXPECT_EQ(-1, frame.SetVideoData420P(y.data(), c.data(), c.data(), 4, -2));
+    EXPECT_EQ(nullptr, frame.GetData(0));
+}
+
+TEST(KestAVFrame, SetVideoData420PKeepsAnEmptyChromaPlane)
+{
+    // 1 x 3: 3 / 4 = 0 bytes of chroma, still a frame of its own.
+    Bytes y = Filled(3, 7);
+    Bytes c = Filled(1, 0);
+    KestAVFrame frame;
+    ASSERT_EQ(0, frame.SetVideoData420P(y.data(), c.data(), c.data(), 1, 3));
+    EXPECT_EQ(Bytes({7, 8, 9}), Plane(frame, &KestAVFrame::GetYData, 3));
+    EXPECT_NE(nullptr, frame.GetData(1));
+}
+
 TEST(KestAVFrame, SetNULLDataAllocatesEachFormat)
 {
     for (KestAVPixelFormat format : {PIX_YUV420P, PIX_NV12, PIX_NV21, PIX_YUV422P, PIX_YUYV422, PIX_YUV444P,
@@ -236,6 +288,21 @@ TEST(KestAVFrame, ScaleFailsWithoutAConverter)
     EXPECT_EQ(-1, src.Scale(dst, 0, 0, PIX_YUV420P));
     KestAVFrame empty;
     EXPECT_EQ(-1, empty.Scale(dst, 8, 4, PIX_YUV420P));
+}
+
+TEST(KestAVFrame, ScaleStopsWhenTheDestinationCannotBeAllocated)
+{
+    KestAVFrame src;
+    MakeUniform420(src, 8, 4, 90, 40, 200);
+    KestAVFrame dst;
+    // With FFmpeg's allocations capped at 256 KiB the converter can still be
+    // made, but not the 1 MiB picture: the conversion must not run into the
+    // missing planes.
+    av_max_alloc(256 * 1024);
+    const int result = src.Scale(dst, 512, 512, PIX_RGBA);
+    av_max_alloc(std::numeric_limits<int>::max());
+    EXPECT_EQ(-1, result);
+    EXPECT_EQ(nullptr, dst.GetData(0));
 }
 
 TEST(KestAVFrame, CopyReferencesTheSourcePicture)

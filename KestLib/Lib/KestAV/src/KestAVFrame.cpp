@@ -155,7 +155,9 @@ int KestAVFrame::SetNULLData(int width, int height, KestAVPixelFormat format)
 
 int KestAVFrame::Scale(KestAVFrame& dst, int dstWidth, int dstHeight, KestAVPixelFormat dstFormat)
 {
-    dst.SetNULLData(dstWidth, dstHeight, dstFormat);
+    if (dst.SetNULLData(dstWidth, dstHeight, dstFormat) != 0) {
+        return -1;
+    }
     const AVFrame* src = imp->frame;
     const AVPixelFormat srcFormat = static_cast<AVPixelFormat>(src->format);
     const AVPixelFormat ffDstFormat = static_cast<AVPixelFormat>(ToFFmpegPixelFormat(dstFormat));
@@ -175,14 +177,31 @@ int KestAVFrame::Scale(KestAVFrame& dst, int dstWidth, int dstHeight, KestAVPixe
 
 int KestAVFrame::SetVideoData420P(unsigned char* y, unsigned char* u, unsigned char* v, int width, int height)
 {
-    const int ySize = width * height;
-    const int cSize = width * height / 4;
-    unsigned char* planes[3] = {static_cast<unsigned char*>(malloc(ySize)),
-                                static_cast<unsigned char*>(malloc(cSize)),
-                                static_cast<unsigned char*>(malloc(cSize))};
-    memcpy(planes[0], y, ySize);
-    memcpy(planes[1], u, cSize);
-    memcpy(planes[2], v, cSize);
+    if (y == nullptr || u == nullptr || v == nullptr || width <= 0 || height <= 0) {
+        return -1;
+    }
+    // 64-bit sizes: the products of large frames overflow an int. The chroma
+    // planes keep the integer quarter of the luma size, so odd sizes round
+    // down.
+    const int64_t ySize = static_cast<int64_t>(width) * height;
+    const int64_t cSize = ySize / 4;
+    const int64_t sizes[3] = {ySize, cSize, cSize};
+    unsigned char* planes[3] = {nullptr, nullptr, nullptr};
+    for (int p = 0; p < 3; p++) {
+        // One byte at least: an empty chroma plane (a 1 x 3 frame) still gets
+        // a pointer of its own, and a null result always means no memory.
+        planes[p] = static_cast<unsigned char*>(malloc(static_cast<size_t>(std::max<int64_t>(sizes[p], 1))));
+        if (planes[p] == nullptr) {
+            for (unsigned char* plane : planes) {
+                free(plane);
+            }
+            return -1;
+        }
+    }
+    const unsigned char* sources[3] = {y, u, v};
+    for (int p = 0; p < 3; p++) {
+        memcpy(planes[p], sources[p], static_cast<size_t>(sizes[p]));
+    }
     imp->ownedBuffers.insert(imp->ownedBuffers.end(), planes, planes + 3);
 
     AVFrame* frame = imp->frame;
