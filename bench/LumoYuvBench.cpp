@@ -6,6 +6,7 @@
 // malloc'ed by the library and freed after each call, Frame444To420 reusing
 // its previous buffer. The libyuv side works in buffers allocated once.
 
+#include "lumo/Threads.h"
 #include "lumo/YUVReader.h"
 
 #include <benchmark/benchmark.h>
@@ -308,15 +309,9 @@ void LumoSsim(benchmark::State& state, const char* res)
 // calling thread, for a like-for-like figure.
 void LumoSsimOneThread(benchmark::State& state, const char* res)
 {
-    const char* saved = std::getenv("LUMO_THREADS");
-    const std::string restore = saved != nullptr ? saved : "";
-    setenv("LUMO_THREADS", "1", 1);
+    const int saved = lumo::SetMaxThreads(1);
     LumoSsim(state, res);
-    if (saved != nullptr) {
-        setenv("LUMO_THREADS", restore.c_str(), 1);
-    } else {
-        unsetenv("LUMO_THREADS");
-    }
+    lumo::SetMaxThreads(saved);
 }
 
 void YuvSsim(benchmark::State& state, const char* res)

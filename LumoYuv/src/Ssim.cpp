@@ -3,6 +3,7 @@
 #include "Dispatch.h"
 #include "MallocPtr.h"
 #include "SsimFilters.h"
+#include "lumo/Threads.h"
 
 #include <algorithm>
 #include <atomic>
@@ -219,18 +220,6 @@ void GaussianWeights(double* g)
     }
 }
 
-// LUMO_THREADS caps the threads one call may use; by default all cores.
-int ThreadBudget()
-{
-    if (const char* env = std::getenv("LUMO_THREADS")) {
-        const int n = std::atoi(env);
-        if (n >= 1) {
-            return std::min(n, 64);
-        }
-    }
-    return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, 64u));
-}
-
 // Threads take strips from a shared counter, so a thread the scheduler
 // delays leaves its share to the others. Strip sums land in a fixed slot each
 // and are added in strip order: the result does not depend on who ran what.
@@ -275,7 +264,7 @@ double PlaneSsim(const uint8_t* a, const uint8_t* b, int width, int height, bool
     const int positionsY = height - kWindow + 1;
     const int strips = (positionsX + kStrip - 1) / kStrip;
     const int64_t positions = static_cast<int64_t>(positionsX) * positionsY;
-    const int threads = positions < kThreadedPositions ? 1 : std::min(ThreadBudget(), strips);
+    const int threads = positions < kThreadedPositions ? 1 : std::min(GetMaxThreads(), strips);
 
     std::vector<double> sums(static_cast<size_t>(strips), 0.0);
     if (!RunStrips(frame, strips, threads, sums)) {

@@ -2,6 +2,7 @@
 
 #include "YuvTestSupport.h"
 
+#include "lumo/Threads.h"
 #include "lumo/YUVReader.h"
 
 #include <gtest/gtest.h>
@@ -267,6 +268,21 @@ TEST(SsimTest, SymmetricInItsFrames)
     }
 }
 
+TEST(MaxThreadsTest, SetsClampsAndFallsBackToTheDefault)
+{
+    const int saved = lumo::SetMaxThreads(0);
+    const int fallback = lumo::GetMaxThreads();
+    EXPECT_GE(fallback, 1);
+    EXPECT_LE(fallback, 64);
+    EXPECT_EQ(0, lumo::SetMaxThreads(3));
+    EXPECT_EQ(3, lumo::GetMaxThreads());
+    EXPECT_EQ(3, lumo::SetMaxThreads(1000));
+    EXPECT_EQ(64, lumo::GetMaxThreads());
+    EXPECT_EQ(64, lumo::SetMaxThreads(-5));
+    EXPECT_EQ(fallback, lumo::GetMaxThreads());
+    lumo::SetMaxThreads(saved);
+}
+
 // Large frames are split over threads; the sum must not depend on that.
 TEST(SsimTest, ThreadCountDoesNotChangeTheResult)
 {
@@ -276,18 +292,12 @@ TEST(SsimTest, ThreadCountDoesNotChangeTheResult)
     Bytes a = RandomBytes(Frame420Size(w, h), rng);
     Bytes b = Perturb(a, 0.3, 9, rng);
     const YUVReader receiver;
-    const char* saved = std::getenv("LUMO_THREADS");
-    const std::string restore = saved != nullptr ? saved : "";
-    setenv("LUMO_THREADS", "1", 1);
+    const int saved = lumo::SetMaxThreads(1);
     const double one = receiver.CallSsimIqa(a.data(), b.data(), w, h, lumo::COLOR_SPACE_FULL_RANGE);
-    setenv("LUMO_THREADS", "3", 1);
+    lumo::SetMaxThreads(3);
     const double three =
         receiver.CallSsimIqa(a.data(), b.data(), w, h, lumo::COLOR_SPACE_FULL_RANGE);
-    if (saved != nullptr) {
-        setenv("LUMO_THREADS", restore.c_str(), 1);
-    } else {
-        unsetenv("LUMO_THREADS");
-    }
+    lumo::SetMaxThreads(saved);
     EXPECT_EQ(one, three);
     EXPECT_GT(one, 0.0);
     EXPECT_LT(one, 1.0);

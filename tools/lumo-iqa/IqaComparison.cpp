@@ -1,5 +1,7 @@
 #include "IqaComparison.h"
 
+#include "lumo/Threads.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
@@ -118,7 +120,7 @@ int IqaComparison::Run(std::vector<FrameScore>& scores, std::string& error) cons
         std::max(1, std::min(frames, static_cast<int>(std::thread::hardware_concurrency())));
     if (workers > 1) {
         // Frames already keep every core busy; SSIM need not split them too.
-        setenv("LUMO_THREADS", "1", 0);
+        lumo::SetMaxThreads(1);
     }
     std::atomic<int> next{0};
     std::atomic<bool> failed{false};

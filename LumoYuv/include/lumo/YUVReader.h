@@ -88,10 +88,9 @@ public:
     // K2 = 0.03, L = 255, averaged over every window position that lies
     // inside the frame. A frame narrower or shorter than 11 uses one window
     // over the whole plane with equal weights. Identical planes give
-    // exactly 1. Large frames are spread over all cores (the environment
-    // variable LUMO_THREADS caps the threads one call uses); the result does
-    // not depend on it. NaN for null frames or a size outside
-    // 1..MAX_DIMENSION.
+    // exactly 1. Large frames are spread over the threads SetMaxThreads
+    // allows (lumo/Threads.h); the result does not depend on their number.
+    // NaN for null frames or a size outside 1..MAX_DIMENSION.
     double CallSsimIqa(unsigned char* a, unsigned char* b, int width, int height,
                        COLOR_SPACE cs) const;
 
