@@ -91,10 +91,15 @@ inline bool WaitUntil(const std::function<bool()>& condition, int milliseconds =
     return true;
 }
 
-// Runs the event loop for a while whatever happens.
-inline void Spin(int milliseconds)
+// Delivers every event posted so far, the update requests that widgets
+// post for their repaints included, and whatever handling them posts in
+// turn: after it, a repaint that was asked for has happened.
+inline void FlushEvents()
 {
-    WaitUntil([] { return false; }, milliseconds);
+    for (int round = 0; round < 3; round++) {
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents(QEventLoop::AllEvents);
+    }
 }
 
 inline bool IsCore33(const QOpenGLContext* context)

@@ -502,9 +502,10 @@ TEST_F(YUVShowViewTest, ScaleStopsAtZeroAndGrowsBackFromThere)
 TEST_F(YUVShowViewTest, DragPansFromTheSecondPointerPosition)
 {
     Open(Blue420(1920, 1080), 1920, 1080, "I420");
+    view_test::FlushEvents();
     const int before = paints;
     Mouse(QEvent::MouseButtonPress, 100, 100);
-    view_test::Spin(100);
+    view_test::FlushEvents();
     // A press in move mode does nothing, not even a repaint.
     EXPECT_EQ(before, paints);
     Mouse(QEvent::MouseMove, 110, 100);
@@ -590,10 +591,10 @@ TEST_F(YUVShowViewTest, SetRectIsNotClampedUntilSetLimitRect)
     // Every side off screen.
     view->SetRect(-0.5f, 0.5f, 1.5f, -1.5f);
     EXPECT_EQ(0, RedPixels(Grab()));
-    view_test::Spin(100);
+    view_test::FlushEvents();
     const int before = paints;
     EXPECT_EQ(0, view->SetLimitRect());
-    view_test::Spin(100);
+    view_test::FlushEvents();
     EXPECT_EQ(before, paints);
     // Now on the frame's edges.
     image = Grab();
@@ -621,17 +622,19 @@ TEST_F(YUVShowViewTest, SettersRepaintButModeAndLimitDoNot)
         [&] { view->SetGamma(1.0f); },
         [&] { view->SetRect(0.1f, -0.1f, 0.2f, -0.2f); },
     };
+    // Each repainting setter is seen to paint exactly once by the same flush
+    // that then shows the other two not painting at all.
+    view_test::FlushEvents();
     for (size_t i = 0; i < repainting.size(); i++) {
-        view_test::Spin(50);
         const int before = paints;
         repainting[i]();
-        EXPECT_TRUE(view_test::WaitUntil([&] { return paints > before; })) << "setter " << i;
+        view_test::FlushEvents();
+        EXPECT_EQ(before + 1, paints) << "setter " << i;
     }
-    view_test::Spin(50);
     const int before = paints;
     view->SetMode(YUV_SHOW_MODE_RECT);
     view->SetLimitRect();
-    view_test::Spin(200);
+    view_test::FlushEvents();
     EXPECT_EQ(before, paints);
 }
 

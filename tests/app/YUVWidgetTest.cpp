@@ -305,7 +305,8 @@ TEST_F(YUVWidgetTest, ScreenshotOfTheDemoView)
     Mouse(QEvent::MouseMove, 700, 420);
     Mouse(QEvent::MouseButtonRelease, 760, 560);
     Frame();
-    view_test::Spin(200);
+    // The rulers repaint for the new frame position.
+    view_test::FlushEvents();
     const QImage shot = widget->grab().toImage().scaled(widget->size(), Qt::IgnoreAspectRatio, Qt::FastTransformation);
     const std::string file = std::string(LUMO_BINARY_DIR) + "/frame-view.png";
     ASSERT_TRUE(shot.save(QString::fromStdString(file))) << file;

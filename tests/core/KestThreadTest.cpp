@@ -38,6 +38,7 @@ public:
 
     int EventLoopNow() { return EventLoop(); }
     int StopFlag() const { return stopFlag.load(); }
+    int EventLoopRequested() const { return eventLoopFlag.load(); }
 
     std::atomic<int> runs{0};
     std::atomic<int> beforeStopSawFlag{-1};
@@ -127,11 +128,21 @@ TEST(KestThread, EventLoopRunsQueuedRunnablesInOrderSkippingNull)
 TEST(KestThread, StartEventLoopWaitsUntilTheWorkerIsInTheLoop)
 {
     PollingThread thread;
-    auto waiting = std::async(std::launch::async, [&] { return thread.StartEventLoop(); });
-    // Nobody serves the loop yet: the request stays pending.
-    EXPECT_EQ(std::future_status::timeout, waiting.wait_for(std::chrono::milliseconds(200)));
+    std::atomic<bool> workerStarted{false};
+    auto waiting = std::async(std::launch::async, [&] {
+        thread.StartEventLoop();
+        // Only a worker in the loop lets the request return.
+        return workerStarted.load();
+    });
+    // The request is made while nobody serves the loop yet.
+    while (thread.EventLoopRequested() == 0) {
+        std::this_thread::yield();
+    }
+    EXPECT_NE(std::future_status::ready, waiting.wait_for(std::chrono::seconds(0)));
+    workerStarted = true;
     ASSERT_EQ(0, thread.Start());
-    EXPECT_EQ(std::future_status::ready, waiting.wait_for(std::chrono::seconds(5)));
+    ASSERT_EQ(std::future_status::ready, waiting.wait_for(std::chrono::seconds(5)));
+    EXPECT_TRUE(waiting.get());
     EXPECT_EQ(0, thread.StopEventLoop());
 }
 
