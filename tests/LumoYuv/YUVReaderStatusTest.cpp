@@ -16,9 +16,14 @@ using namespace lumo_yuv_test;
 using lumo::YUVReader;
 using lumo::YUVType;
 
-// Under AddressSanitizer a refused allocation must come back as null, as it
-// does from the C library, instead of stopping the test.
+// Under AddressSanitizer and ThreadSanitizer a refused allocation must come
+// back as null, as it does from the C library, instead of stopping the test.
 extern "C" const char* __asan_default_options()
+{
+    return "allocator_may_return_null=1";
+}
+
+extern "C" const char* __tsan_default_options()
 {
     return "allocator_may_return_null=1";
 }

@@ -10,7 +10,6 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
-#include <QMutex>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QStringList>
@@ -23,8 +22,10 @@
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <fstream>
 #include <limits>
+#include <mutex>
 #include <random>
 #include <string>
 #include <vector>
@@ -84,38 +85,44 @@ protected:
     }
 };
 
-// Starts the thread and collects its signals, queued, in a local event loop
-// until the thread has finished.
+// Starts the thread and collects its signals, in emission order, until the
+// thread has finished and a local event loop has seen it end. The signals
+// are recorded on the conversion thread under a lock of the test's own, so
+// a ThreadSanitizer build sees every hand-over (it cannot see through Qt's
+// uninstrumented event queue).
 Signals Collect(OpenFileConvThread& thread, int limitMs = 60000)
 {
     Signals run;
-    QObject receiver;
+    std::mutex lock;
     QEventLoop loop;
-    auto add = [&run](const std::string& name) -> Event& {
-        run.events.emplace_back();
-        run.events.back().name = name;
-        return run.events.back();
+    auto add = [&run, &lock](const std::string& name, const std::function<void(Event&)>& fill) {
+        Event event;
+        event.name = name;
+        fill(event);
+        std::lock_guard<std::mutex> guard(lock);
+        run.events.push_back(event);
     };
     QObject::connect(
-        &thread, &OpenFileConvThread::OnStart, &receiver, [&](double duration) { add("start").number = duration; },
-        Qt::QueuedConnection);
+        &thread, &OpenFileConvThread::OnStart, &thread,
+        [&](double duration) { add("start", [&](Event& e) { e.number = duration; }); }, Qt::DirectConnection);
     QObject::connect(
-        &thread, &OpenFileConvThread::OnProgress, &receiver,
-        [&](float progress) { add("progress").number = progress; }, Qt::QueuedConnection);
+        &thread, &OpenFileConvThread::OnProgress, &thread,
+        [&](float progress) { add("progress", [&](Event& e) { e.number = progress; }); }, Qt::DirectConnection);
     QObject::connect(
-        &thread, &OpenFileConvThread::OnError, &receiver, [&](int code) { add("error").code = code; },
-        Qt::QueuedConnection);
+        &thread, &OpenFileConvThread::OnError, &thread,
+        [&](int code) { add("error", [&](Event& e) { e.code = code; }); }, Qt::DirectConnection);
     QObject::connect(
-        &thread, &OpenFileConvThread::OnFinish, &receiver,
+        &thread, &OpenFileConvThread::OnFinish, &thread,
         [&](QString yuvPath, QString typeName, int width, int height) {
-            Event& e = add("finish");
-            e.yuvPath = yuvPath;
-            e.typeName = typeName;
-            e.width = width;
-            e.height = height;
+            add("finish", [&](Event& e) {
+                e.yuvPath = yuvPath;
+                e.typeName = typeName;
+                e.width = width;
+                e.height = height;
+            });
         },
-        Qt::QueuedConnection);
-    QObject::connect(&thread, &QThread::finished, &loop, &QEventLoop::quit, Qt::QueuedConnection);
+        Qt::DirectConnection);
+    QObject::connect(&thread, SIGNAL(finished()), &loop, SLOT(quit()), Qt::QueuedConnection);
     QTimer::singleShot(limitMs, &loop, [&] {
         run.timedOut = true;
         loop.quit();
@@ -129,6 +136,7 @@ Signals Collect(OpenFileConvThread& thread, int limitMs = 60000)
         ADD_FAILURE() << "the conversion did not end within " << limitMs << " ms";
     }
     thread.wait();
+    std::lock_guard<std::mutex> guard(lock);
     return run;
 }
 
@@ -373,13 +381,13 @@ TEST_F(ConversionTest, PacketsOfOtherVideoStreamsAreSkipped)
 
 TEST_F(ConversionTest, LogsTheDurationOnTheDebugStream)
 {
-    static QMutex mutex;
+    static std::mutex mutex;
     static QStringList lines;
     lines.clear();
     const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&,
                                                                 const QString& message) {
         if (type == QtDebugMsg) {
-            QMutexLocker lock(&mutex);
+            std::lock_guard<std::mutex> lock(mutex);
             lines.append(message);
         }
     });
@@ -387,7 +395,7 @@ TEST_F(ConversionTest, LogsTheDurationOnTheDebugStream)
     qInstallMessageHandler(previous);
 
     EXPECT_EQ("finish", run.Last().name);
-    QMutexLocker lock(&mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     ASSERT_EQ(1, lines.size());
     EXPECT_TRUE(lines.first().contains("0.4")) << lines.first().toStdString();
 }
