@@ -7,7 +7,10 @@
 #include "KestGL/KestGLVAO.h"
 #include "lumo/YUVReader.h"
 
+#include <QDebug>
 #include <QMouseEvent>
+#include <QOpenGLContext>
+#include <QSurfaceFormat>
 #include <QWheelEvent>
 
 #include <algorithm>
@@ -95,16 +98,34 @@ YUVShowView::YUVShowView(QString path, int width, int height, lumo::YUVType type
       frameOffset(0),
       frameRect{0, 0, 0, 0},
       roiRect{0, 0, 0, 0},
-      mode(YUV_SHOW_MODE_MOVE)
+      mode(YUV_SHOW_MODE_MOVE),
+      glInitializedOnce(false)
 {
 }
 
 YUVShowView::~YUVShowView()
 {
-    // The GL objects belong to this widget's context.
-    if (frameDraw) {
-        makeCurrent();
+    // QOpenGLWidget's own destructor destroys the context after this one has
+    // run: the slot must not be reached then.
+    if (context() != nullptr) {
+        disconnect(context(), nullptr, this, nullptr);
     }
+    ReleaseGL();
+}
+
+void YUVShowView::onContextAboutToBeDestroyed()
+{
+    ReleaseGL();
+}
+
+void YUVShowView::ReleaseGL()
+{
+    if (!frameDraw && !channelDraw && !lineDraw && !yTexture && !uTexture && !vTexture && !frameVao && !lineVao) {
+        return;
+    }
+    // The wrappers delete their names in the current context: it must be the
+    // one they were made in.
+    makeCurrent();
     frameDraw.reset();
     channelDraw.reset();
     lineDraw.reset();
@@ -185,7 +206,20 @@ YUVShowMode YUVShowView::GetMode() const
 
 void YUVShowView::initializeGL()
 {
-    initializeOpenGLFunctions();
+    if (!initializeOpenGLFunctions()) {
+        const QSurfaceFormat format = context()->format();
+        qDebug().noquote() << QString("YUVShowView: OpenGL %1.%2 %3 has no OpenGL 3.3 core functions; "
+                                      "the frame view draws nothing")
+                                  .arg(format.majorVersion())
+                                  .arg(format.minorVersion())
+                                  .arg(format.profile() == QSurfaceFormat::CoreProfile ? "core" : "compatibility");
+        return;
+    }
+    connect(context(), SIGNAL(aboutToBeDestroyed()), this, SLOT(onContextAboutToBeDestroyed()));
+    // Qt initialises a widget that moves into a shown window without a
+    // resizeGL: take the size it has now, not the one of its last window.
+    viewWidth = static_cast<float>(QWidget::width());
+    viewHeight = static_cast<float>(QWidget::height());
     // The wrappers make their calls through this widget's function table.
     QOpenGLFunctions_3_3_Core* gl = this;
     glEnable(GL_BLEND);
@@ -196,7 +230,8 @@ void YUVShowView::initializeGL()
     vTexture = std::make_unique<KestGLTexture>(gl);
     frameVao = std::make_unique<KestGLVAO>(gl);
     lineVao = std::make_unique<KestGLVAO>(gl);
-    LoadFrame(0);
+    LoadFrame(glInitializedOnce ? static_cast<long>(frameOffset) : 0);
+    glInitializedOnce = true;
 
     float positions[] = {1, 1, 0, 1, -1, 0, -1, -1, 0, -1, 1, 0};
     float texCoords[] = {1, 1, 0, 1, 0, 0, 0, 0, 0, 0, 1, 0};
@@ -229,6 +264,9 @@ void YUVShowView::resizeGL(int w, int h)
 
 void YUVShowView::paintGL()
 {
+    if (!frameDraw) {
+        return;
+    }
     glClear(GL_COLOR_BUFFER_BIT);
     UploadFrame();
 

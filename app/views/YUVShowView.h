@@ -24,6 +24,12 @@ class KestGLVAO;
 // colour matrix, a range and a gamma; wheel zoom, drag to pan or to draw a
 // region-of-interest rectangle; optional single-channel previews. After each
 // paint it reports where the frame lies on screen, for the rulers.
+//
+// Its GL objects live in the widget's context, which Qt replaces whenever
+// the view moves to another window: they are released while the old context
+// is about to be destroyed and made again in the next initializeGL, keeping
+// the frame, zoom, pan and rectangle. Without the OpenGL 3.3 core functions
+// the view logs why and draws nothing.
 class YUVShowView : public QOpenGLWidget, private QOpenGLFunctions_3_3_Core {
     Q_OBJECT
 
@@ -50,10 +56,17 @@ public:
     YUVShowMode GetMode() const;
 
 signals:
-    // The frame's edges in widget pixels (y down), after every paint.
+    // The frame's edges in widget pixels (y down), after every paint that
+    // draws.
     void updataRuler(int left, int right, int top, int bottom);
     // The rectangle after a pointer action in rectangle mode.
     void updateRect(float x0, float y0, float x1, float y1);
+
+private slots:
+    // The widget's context is going away (the view moves to another window,
+    // or is destroyed): its GL objects go with it, released while it can
+    // still be made current.
+    void onContextAboutToBeDestroyed();
 
 protected:
     void initializeGL() override;
@@ -66,6 +79,9 @@ protected:
     bool event(QEvent* event) override;
 
 private:
+    // Deletes every GL object with the view's context current; nothing when
+    // there are none.
+    void ReleaseGL();
     void UploadFrame();
     // The Y, U and V textures on units 0, 1 and 2 as samplers "y", "u", "v".
     void BindPlanes(Kest::KestGLDraw& draw);
@@ -109,6 +125,9 @@ private:
     float roiRect[4];
     YUVShowMode mode;
     Kest::Eatrix3x3<float> colorMat;
+    // Whether initializeGL has run once: the first shows frame 0, later ones
+    // (in a new context) keep the frame shown.
+    bool glInitializedOnce;
 };
 
 #endif
