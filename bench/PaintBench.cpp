@@ -6,7 +6,7 @@
 //              sides, with the last frame's textures in place;
 //   PaintGL    the whole of it.
 // The view is 1280 x 720. Times are wall-clock: llvmpipe renders on its own
-// threads. Run under xvfb-run -s "-screen 0 1600x1200x24".
+// threads. Run on a display: scripts/with-display build/bench/bench_paint.
 
 #include "KestGL/KestGLSurfaceFormat.h"
 #include "views/YUVShowView.h"
@@ -162,7 +162,7 @@ BENCHMARK(PaintGL)->Apply(Sizes);
 int main(int argc, char** argv)
 {
     if (qEnvironmentVariableIsEmpty("DISPLAY")) {
-        fprintf(stderr, "no X display: run under xvfb-run -s \"-screen 0 1600x1200x24\"\n");
+        fprintf(stderr, "no X display: run under scripts/with-display\n");
         return 1;
     }
     Kest::KestGLSurfaceFormat::UseCoreFormat();

@@ -103,7 +103,7 @@ int main(int argc, char** argv)
         return RUN_ALL_TESTS();
     }
     if (qEnvironmentVariableIsEmpty("DISPLAY")) {
-        fprintf(stderr, "no X display: run the tests under xvfb-run\n");
+        fprintf(stderr, "no X display: run the tests on a display (scripts/test provides one)\n");
         return 1;
     }
     // Mesa's shader cache skips compiling sources it has seen before, and

@@ -28,7 +28,7 @@ int main(int argc, char** argv)
     }
 
     if (qEnvironmentVariableIsEmpty("DISPLAY")) {
-        fprintf(stderr, "no X display: run the tests under xvfb-run (scripts/test does)\n");
+        fprintf(stderr, "no X display: run the tests on a display (scripts/test provides one)\n");
         return 1;
     }
     Kest::KestGLSurfaceFormat::UseCoreFormat();
