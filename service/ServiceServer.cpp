@@ -11,6 +11,7 @@
 #include <openssl/ssl.h>
 
 #include <pthread.h>
+#include <sys/socket.h>
 #include <signal.h>
 
 #include <atomic>
@@ -111,6 +112,12 @@ int ServiceServer::Run(const std::string& host, int port, const std::string& cer
     server.set_read_timeout(5);
     server.set_write_timeout(5);
     server.set_tcp_nodelay(true);
+    // SO_REUSEADDR only: with SO_REUSEPORT a second service on the same port
+    // would start and share the connections instead of failing.
+    server.set_socket_options([](socket_t socket) {
+        const int yes = 1;
+        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
     server.set_default_headers(SecurityHeaders());
     server.set_error_handler([](const httplib::Request&, httplib::Response& response) {
         if (response.body.empty()) {

@@ -14,6 +14,7 @@
 #include <QUrl>
 
 #include <fstream>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -72,13 +73,13 @@ protected:
     // Moves the service's clock to offset seconds after the real one.
     void SetClockOffset(long long seconds) const { std::ofstream(ClockFile()) << seconds << "\n"; }
 
-    httplib::SSLClient Client() const
+    std::unique_ptr<httplib::SSLClient> Client() const
     {
-        httplib::SSLClient client("127.0.0.1", service.Port());
-        client.set_ca_cert_path(service.CertPath().c_str());
-        client.enable_server_certificate_verification(true);
-        client.set_connection_timeout(10);
-        client.set_read_timeout(30);
+        auto client = std::make_unique<httplib::SSLClient>("127.0.0.1", service.Port());
+        client->set_ca_cert_path(service.CertPath().c_str());
+        client->enable_server_certificate_verification(true);
+        client->set_connection_timeout(10);
+        client->set_read_timeout(30);
         return client;
     }
 
@@ -98,14 +99,12 @@ protected:
 
     Answer Post(const std::string& path, const std::string& body, const char* type = kFormType) const
     {
-        httplib::SSLClient client = Client();
-        return Read(client.Post(path.c_str(), body, type));
+        return Read(Client()->Post(path.c_str(), body, type));
     }
 
     Answer Get(const std::string& path) const
     {
-        httplib::SSLClient client = Client();
-        return Read(client.Get(path.c_str()));
+        return Read(Client()->Get(path.c_str()));
     }
 
     ToolResult Operator(const std::vector<std::string>& args, const std::string& input = std::string()) const
