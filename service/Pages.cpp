@@ -153,6 +153,8 @@ std::string Pages::Stylesheet()
            "h1{font-size:1.5em;margin-top:0}\n"
            "[lang=en]{color:#5a6270}\n"
            "h1 [lang=en]{font-size:.7em;font-weight:normal}\n"
+           "a{color:#2f6fde}\n"
+           "a [lang=en]{color:inherit}\n"
            "label{display:block;margin-top:16px;font-weight:bold}\n"
            "label [lang=en]{font-weight:normal}\n"
            "input{box-sizing:border-box;width:100%;padding:8px;margin-top:4px;font-size:1em;"
