@@ -53,6 +53,16 @@ public:
 
     bool Connected() const { return connected; }
     bool Write(const std::string& text) { return SSL_write(ssl, text.data(), static_cast<int>(text.size())) > 0; }
+    // Reads until text has come (or the connection ends); returns what came.
+    std::string ReadUntil(const std::string& text)
+    {
+        std::string got;
+        char c;
+        while (got.find(text) == std::string::npos && SSL_read(ssl, &c, 1) == 1) {
+            got.push_back(c);
+        }
+        return got;
+    }
     // Everything until the server closes the connection.
     std::string ReadAll()
     {
@@ -257,10 +267,15 @@ TEST_F(ServiceLifecycleTest, SigtermAnswersTheRequestUnderWayThenExitsCleanly)
     const std::string body = EventBody("in flight");
     RawTlsConnection connection(service.Port(), service.CertPath());
     ASSERT_TRUE(connection.Connected());
+    // "Expect: 100-continue" makes the service say when it has taken the
+    // request and waits for the body: from then on the request is under way.
     const std::string head = "POST /lumo/user/anchor/anchor HTTP/1.1\r\nHost: 127.0.0.1\r\n"
-                             "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: "
+                             "Content-Type: application/x-www-form-urlencoded\r\nExpect: 100-continue\r\n"
+                             "Content-Length: "
         + std::to_string(body.size()) + "\r\n\r\n";
-    ASSERT_TRUE(connection.Write(head + body.substr(0, 10)));
+    ASSERT_TRUE(connection.Write(head));
+    ASSERT_EQ(0u, connection.ReadUntil("\r\n\r\n").find("HTTP/1.1 100 Continue"));
+    ASSERT_TRUE(connection.Write(body.substr(0, 10)));
 
     service.Signal(SIGTERM);
     // Wait for the service to say it is stopping: a condition, not a delay.
