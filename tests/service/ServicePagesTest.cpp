@@ -1,7 +1,7 @@
 // The web pages, read as a browser without JavaScript would.
 #include "ServiceFixture.h"
 
-#include <regex>
+#include <string>
 
 using namespace lumo_test;
 
@@ -23,9 +23,11 @@ protected:
         if (setCookie != page.headers.end()) {
             form.cookie = setCookie->second.substr(0, setCookie->second.find(';'));
         }
-        std::smatch match;
-        if (std::regex_search(page.body, match, std::regex("name=\"csrf\" value=\"([0-9a-f]+)\""))) {
-            form.csrf = match[1];
+        const std::string marker = "name=\"csrf\" value=\"";
+        const size_t start = page.body.find(marker);
+        if (start != std::string::npos) {
+            const size_t begin = start + marker.size();
+            form.csrf = page.body.substr(begin, page.body.find('"', begin) - begin);
         }
         return form;
     }
