@@ -22,6 +22,8 @@ from cryptography.hazmat.primitives import serialization
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
+from selenium.webdriver.support import expected_conditions
+from selenium.webdriver.support.ui import WebDriverWait
 
 
 def spki_hash(cert_path):
@@ -60,7 +62,11 @@ def submit(driver, base, email, password, again):
     driver.find_element(By.ID, "email").send_keys(email)
     driver.find_element(By.ID, "password").send_keys(password)
     driver.find_element(By.ID, "password2").send_keys(again)
-    driver.find_element(By.ID, "submit").click()
+    button = driver.find_element(By.ID, "submit")
+    button.click()
+    # The click returns before the answer page is there: wait for the old
+    # page to go.
+    WebDriverWait(driver, 60).until(expected_conditions.staleness_of(button))
 
 
 def message(driver):
