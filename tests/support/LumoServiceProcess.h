@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -123,6 +124,8 @@ public:
         argv.insert(argv.end(), extra.begin(), extra.end());
         pid = fork();
         if (pid == 0) {
+            // A test that crashes takes its service with it.
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
             dup2(outPipe[1], STDOUT_FILENO);
             if (freopen(logPath.c_str(), "a", stderr) == nullptr) {
                 _exit(126);
