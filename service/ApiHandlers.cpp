@@ -1,0 +1,268 @@
+#include "ApiHandlers.h"
+
+#include "Accounts.h"
+#include "AppVersions.h"
+#include "CredentialRules.h"
+#include "FormRequest.h"
+#include "JsonReply.h"
+#include "ServiceClock.h"
+#include "SessionToken.h"
+#include "Sessions.h"
+#include "Store.h"
+
+namespace lumo_service {
+
+namespace {
+
+constexpr const char* kLoginPath = "/lumo/user/login/login";
+constexpr const char* kTokenCheckPath = "/lumo/user/token/check";
+constexpr const char* kFeedbackPath = "/lumo/user/feedback/send";
+constexpr const char* kVersionPath = "/lumo/user/version/get_latest_version";
+constexpr const char* kAnchorPath = "/lumo/user/anchor/anchor";
+
+// A token field may be any text up to this length; only well-formed tokens
+// can be known ones.
+constexpr size_t kMaxTokenField = 128;
+constexpr size_t kMaxShortField = 64;
+constexpr size_t kMaxNameField = 128;
+constexpr size_t kMaxInfoField = 16 * 1024;
+// The text itself is checked in characters, so a limit in bytes only guards
+// against absurd input (Chinese takes 3 bytes a character).
+constexpr size_t kMaxFeedbackField = ApiHandlers::kMaxFeedbackCharacters * 4;
+
+std::string Minutes(int64_t seconds)
+{
+    return std::to_string((seconds + 59) / 60);
+}
+
+void SessionRefusal(httplib::Response& response, SessionState state)
+{
+    switch (state) {
+    case SessionState::Expired:
+        JsonReply::Outcome(response, ApiHandlers::kSessionExpired, "登录已过期，请重新登录 / The session has expired; sign in again");
+        break;
+    case SessionState::Error:
+        JsonReply::Refusal(response, ApiHandlers::kServiceError, "服务内部错误 / The service failed; try again later");
+        break;
+    default:
+        JsonReply::Outcome(response, ApiHandlers::kSessionUnknown, "登录无效，请重新登录 / Unknown session; sign in again");
+        break;
+    }
+}
+
+void MethodNotAllowed(const httplib::Request&, httplib::Response& response)
+{
+    response.set_header("Allow", "POST");
+    JsonReply::Refusal(response, ApiHandlers::kMethodNotAllowed, "use POST");
+}
+
+} // namespace
+
+ApiHandlers::ApiHandlers(Accounts& accounts, Sessions& sessions, Store& store, AppVersions& versions,
+                         const ServiceClock& clock)
+    : accounts(accounts)
+    , sessions(sessions)
+    , store(store)
+    , versions(versions)
+    , clock(clock)
+{
+}
+
+void ApiHandlers::Install(httplib::Server& server)
+{
+    using namespace std::placeholders;
+    server.Post(kLoginPath, httplib::Server::HandlerWithContentReader(std::bind(&ApiHandlers::Login, this, _1, _2, _3)));
+    server.Post(kTokenCheckPath,
+                httplib::Server::HandlerWithContentReader(std::bind(&ApiHandlers::TokenCheck, this, _1, _2, _3)));
+    server.Post(kFeedbackPath,
+                httplib::Server::HandlerWithContentReader(std::bind(&ApiHandlers::Feedback, this, _1, _2, _3)));
+    server.Post(kAnchorPath, httplib::Server::HandlerWithContentReader(std::bind(&ApiHandlers::Anchor, this, _1, _2, _3)));
+    // The client posts an empty form; a browser asks with GET.
+    server.Post(kVersionPath, httplib::Server::HandlerWithContentReader(
+                                  [this](const httplib::Request& request, httplib::Response& response,
+                                         const httplib::ContentReader& reader) {
+                                      const FormRequest form(request, reader);
+                                      if (Accept(form, {}, response)) {
+                                          LatestVersion(request, response);
+                                      }
+                                  }));
+    server.Get(kVersionPath, std::bind(&ApiHandlers::LatestVersion, this, _1, _2));
+    for (const char* path : {kLoginPath, kTokenCheckPath, kFeedbackPath, kAnchorPath}) {
+        server.Get(path, MethodNotAllowed);
+    }
+}
+
+bool ApiHandlers::Accept(const FormRequest& form, const Limits& limits, httplib::Response& response)
+{
+    switch (form.GetStatus()) {
+    case FormRequest::Status::Ok:
+        break;
+    case FormRequest::Status::TooLarge:
+        JsonReply::Refusal(response, kTooLarge, form.Problem());
+        return false;
+    case FormRequest::Status::WrongContentType:
+        JsonReply::Refusal(response, kWrongContentType, form.Problem());
+        return false;
+    case FormRequest::Status::BadEncoding:
+    case FormRequest::Status::Unreadable:
+        JsonReply::Refusal(response, kBadRequest, form.Problem());
+        return false;
+    }
+    for (const auto& limit : limits) {
+        if (!form.Has(limit.first)) {
+            JsonReply::Refusal(response, kBadRequest, std::string("missing field \"") + limit.first + "\"");
+            return false;
+        }
+        if (form.Field(limit.first).size() > limit.second) {
+            JsonReply::Refusal(response, kBadRequest,
+                               std::string("field \"") + limit.first + "\" is longer than "
+                                   + std::to_string(limit.second) + " bytes");
+            return false;
+        }
+    }
+    return true;
+}
+
+void ApiHandlers::Login(const httplib::Request& request, httplib::Response& response,
+                        const httplib::ContentReader& reader)
+{
+    const FormRequest form(request, reader);
+    if (!Accept(form, {{"email", CredentialRules::kMaxEmailBytes}, {"password", CredentialRules::kMaxPasswordBytes}},
+                response)) {
+        return;
+    }
+    std::string token;
+    int64_t retryAfter = 0;
+    switch (accounts.SignIn(form.Field("email"), form.Field("password"), request.remote_addr, token, retryAfter)) {
+    case SignInResult::Ok:
+        JsonReply::Send(response, 200,
+                        JsonObject().Add("code", 200).Add("message", "ok").Add("model", JsonObject().Add("token", token)));
+        break;
+    case SignInResult::WrongCredentials:
+        JsonReply::Outcome(response, kWrongCredentials, "邮箱或密码错误 / Wrong e-mail or password");
+        break;
+    case SignInResult::Disabled:
+        JsonReply::Outcome(response, kDisabled, "该账号已停用 / This account is disabled");
+        break;
+    case SignInResult::Throttled:
+        JsonReply::Outcome(response, kThrottled,
+                           "登录失败次数过多，请 " + Minutes(retryAfter) + " 分钟后再试 / Too many failed sign-ins; try again in "
+                               + Minutes(retryAfter) + " minutes");
+        break;
+    case SignInResult::Error:
+        JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+        break;
+    }
+}
+
+void ApiHandlers::TokenCheck(const httplib::Request& request, httplib::Response& response,
+                             const httplib::ContentReader& reader)
+{
+    const FormRequest form(request, reader);
+    if (!Accept(form, {{"token", kMaxTokenField}, {"platform", kMaxShortField}}, response)) {
+        return;
+    }
+    int64_t accountId = 0;
+    const SessionState state = sessions.Check(form.Field("token"), accountId);
+    if (state == SessionState::Valid) {
+        JsonReply::Outcome(response, 200, "ok");
+    } else {
+        SessionRefusal(response, state);
+    }
+}
+
+void ApiHandlers::Feedback(const httplib::Request& request, httplib::Response& response,
+                           const httplib::ContentReader& reader)
+{
+    const FormRequest form(request, reader);
+    if (!Accept(form, {{"feedback", kMaxFeedbackField}, {"token", kMaxTokenField}}, response)) {
+        return;
+    }
+    FeedbackEntry entry;
+    const SessionState state = sessions.Check(form.Field("token"), entry.accountId);
+    if (state != SessionState::Valid) {
+        SessionRefusal(response, state);
+        return;
+    }
+    entry.text = form.Field("feedback");
+    const size_t characters = CredentialRules::CountCharacters(entry.text);
+    if (characters == 0) {
+        JsonReply::Outcome(response, kBadRequest, "反馈内容为空 / The feedback is empty");
+        return;
+    }
+    if (characters > kMaxFeedbackCharacters) {
+        JsonReply::Outcome(response, kTooLarge,
+                           "反馈过长，最多 " + std::to_string(kMaxFeedbackCharacters) + " 字 / The feedback is longer than "
+                               + std::to_string(kMaxFeedbackCharacters) + " characters");
+        return;
+    }
+    entry.time = clock.Now();
+    entry.address = request.remote_addr;
+    if (store.AddFeedback(entry) != StoreStatus::Ok) {
+        JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+        return;
+    }
+    JsonReply::Outcome(response, 200, "感谢反馈 / Thank you for your feedback");
+}
+
+void ApiHandlers::LatestVersion(const httplib::Request& request, httplib::Response& response)
+{
+    if (!request.has_param("app_name")) {
+        JsonReply::Refusal(response, kBadRequest, "missing query parameter \"app_name\"");
+        return;
+    }
+    const std::string app = request.get_param_value("app_name");
+    if (!AppVersions::PlausibleApp(app)) {
+        JsonReply::Refusal(response, kBadRequest, "\"app_name\" must be 1 to 64 letters, digits, '.', '_' or '-'");
+        return;
+    }
+    std::string version;
+    switch (versions.Latest(app, version)) {
+    case StoreStatus::Ok:
+        break;
+    case StoreStatus::NotFound:
+        JsonReply::Outcome(response, kNotFound, "unknown app \"" + app + "\"");
+        return;
+    default:
+        JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+        return;
+    }
+    JsonReply::Send(response, 200,
+                    JsonObject().Add("code", 200).Add("message", "ok").Add("model", JsonObject().Add("version", version)));
+}
+
+void ApiHandlers::Anchor(const httplib::Request& request, httplib::Response& response,
+                         const httplib::ContentReader& reader)
+{
+    const FormRequest form(request, reader);
+    if (!Accept(form,
+                {{"type", kMaxShortField},
+                 {"version", kMaxShortField},
+                 {"platform", kMaxShortField},
+                 {"app", kMaxShortField},
+                 {"page", kMaxNameField},
+                 {"block", kMaxNameField},
+                 {"action", kMaxNameField},
+                 {"info", kMaxInfoField}},
+                response)) {
+        return;
+    }
+    UsageEvent event;
+    event.time = clock.Now();
+    event.address = request.remote_addr;
+    event.type = form.Field("type");
+    event.version = form.Field("version");
+    event.platform = form.Field("platform");
+    event.app = form.Field("app");
+    event.page = form.Field("page");
+    event.block = form.Field("block");
+    event.action = form.Field("action");
+    event.info = form.Field("info");
+    if (store.AddEvent(event) != StoreStatus::Ok) {
+        JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+        return;
+    }
+    JsonReply::Outcome(response, 200, "ok");
+}
+
+} // namespace lumo_service

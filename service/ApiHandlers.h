@@ -1,0 +1,67 @@
+#ifndef LUMO_SERVICE_APIHANDLERS_H
+#define LUMO_SERVICE_APIHANDLERS_H
+
+#include <httplib.h>
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace lumo_service {
+
+class Accounts;
+class AppVersions;
+class FormRequest;
+class ServiceClock;
+class Sessions;
+class Store;
+
+// The endpoints the application calls: form posts answered with JSON.
+class ApiHandlers {
+public:
+    // Outcome codes besides 200.
+    static constexpr int kBadRequest = 400;
+    static constexpr int kWrongCredentials = 401;
+    static constexpr int kDisabled = 403;
+    static constexpr int kNotFound = 404;
+    static constexpr int kMethodNotAllowed = 405;
+    static constexpr int kTooLarge = 413;
+    static constexpr int kWrongContentType = 415;
+    static constexpr int kThrottled = 429;
+    static constexpr int kServiceError = 500;
+    static constexpr int kSessionExpired = 501;
+    static constexpr int kSessionUnknown = 502;
+
+    static constexpr size_t kMaxFeedbackCharacters = 4000;
+
+    ApiHandlers(Accounts& accounts, Sessions& sessions, Store& store, AppVersions& versions,
+                const ServiceClock& clock);
+
+    void Install(httplib::Server& server);
+
+private:
+    using Limits = std::vector<std::pair<const char*, size_t>>;
+
+    // Answers a refusal and returns false unless the body is a form holding
+    // every named field within its byte limit.
+    static bool Accept(const FormRequest& form, const Limits& limits, httplib::Response& response);
+
+    void Login(const httplib::Request& request, httplib::Response& response, const httplib::ContentReader& reader);
+    void TokenCheck(const httplib::Request& request, httplib::Response& response,
+                    const httplib::ContentReader& reader);
+    void Feedback(const httplib::Request& request, httplib::Response& response,
+                  const httplib::ContentReader& reader);
+    void LatestVersion(const httplib::Request& request, httplib::Response& response);
+    void Anchor(const httplib::Request& request, httplib::Response& response, const httplib::ContentReader& reader);
+
+    Accounts& accounts;
+    Sessions& sessions;
+    Store& store;
+    AppVersions& versions;
+    const ServiceClock& clock;
+};
+
+} // namespace lumo_service
+
+#endif

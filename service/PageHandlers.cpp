@@ -1,0 +1,128 @@
+#include "PageHandlers.h"
+
+#include "Accounts.h"
+#include "AppVersions.h"
+#include "CsrfGuard.h"
+#include "FormRequest.h"
+#include "JsonReply.h"
+#include "Pages.h"
+
+namespace lumo_service {
+
+namespace {
+
+constexpr const char* kHtml = "text/html; charset=utf-8";
+
+void SendPage(httplib::Response& response, int status, const std::string& html)
+{
+    response.status = status;
+    response.set_content(html, kHtml);
+}
+
+} // namespace
+
+PageHandlers::PageHandlers(Accounts& accounts, AppVersions& versions, const CsrfGuard& csrf)
+    : accounts(accounts)
+    , versions(versions)
+    , csrf(csrf)
+{
+}
+
+void PageHandlers::Install(httplib::Server& server)
+{
+    using namespace std::placeholders;
+    server.Get("/register", std::bind(&PageHandlers::ShowRegister, this, _1, _2));
+    server.Post("/register",
+                httplib::Server::HandlerWithContentReader(std::bind(&PageHandlers::SubmitRegister, this, _1, _2, _3)));
+    server.Get("/forgot", [](const httplib::Request&, httplib::Response& response) {
+        SendPage(response, 200, Pages::Forgot());
+    });
+    server.Get("/about", [this](const httplib::Request&, httplib::Response& response) {
+        VersionPage(response, &Pages::About);
+    });
+    server.Get("/download", [this](const httplib::Request&, httplib::Response& response) {
+        VersionPage(response, &Pages::Download);
+    });
+    server.Get("/style.css", [](const httplib::Request&, httplib::Response& response) {
+        response.set_content(Pages::Stylesheet(), "text/css; charset=utf-8");
+    });
+}
+
+void PageHandlers::ShowRegister(const httplib::Request&, httplib::Response& response)
+{
+    RegisterForm(response, 200, std::string(), std::string());
+}
+
+void PageHandlers::RegisterForm(httplib::Response& response, int status, const std::string& email,
+                                const std::string& message)
+{
+    std::string cookieValue;
+    std::string formValue;
+    csrf.Issue(cookieValue, formValue);
+    response.set_header("Set-Cookie", CsrfGuard::CookieHeader(cookieValue));
+    SendPage(response, status, Pages::Register(formValue, email, message));
+}
+
+void PageHandlers::SubmitRegister(const httplib::Request& request, httplib::Response& response,
+                                  const httplib::ContentReader& reader)
+{
+    const FormRequest form(request, reader);
+    if (form.GetStatus() != FormRequest::Status::Ok) {
+        const int status = form.GetStatus() == FormRequest::Status::TooLarge ? 413
+            : form.GetStatus() == FormRequest::Status::WrongContentType      ? 415
+                                                                             : 400;
+        JsonReply::Refusal(response, status, form.Problem());
+        return;
+    }
+    const std::string& email = form.Field("email");
+    if (!csrf.Verify(CsrfGuard::CookieFrom(request.get_header_value("Cookie")), form.Field("csrf"))) {
+        RegisterForm(response, 403, email,
+                     "表单已过期或无效，请重新提交。\nThe form has expired or is not valid; please send it again.");
+        return;
+    }
+    if (form.Field("password") != form.Field("password2")) {
+        RegisterForm(response, 400, email, "两次输入的密码不一致。\nThe two passwords differ.");
+        return;
+    }
+    int64_t retryAfter = 0;
+    switch (accounts.Register(email, form.Field("password"), request.remote_addr, retryAfter)) {
+    case AccountResult::Ok:
+        SendPage(response, 200, Pages::Registered(email));
+        return;
+    case AccountResult::BadEmail:
+        RegisterForm(response, 400, email, "邮箱地址无效。\nThis is not a valid e-mail address.");
+        return;
+    case AccountResult::PasswordTooShort:
+        RegisterForm(response, 400, email, "密码至少需要 8 个字符。\nThe password needs at least 8 characters.");
+        return;
+    case AccountResult::PasswordTooLong:
+        RegisterForm(response, 400, email, "密码过长（最多 1024 字节）。\nThe password is too long (at most 1024 bytes).");
+        return;
+    case AccountResult::PasswordIsEmail:
+        RegisterForm(response, 400, email, "密码不能与邮箱相同。\nThe password must not be your e-mail address.");
+        return;
+    case AccountResult::Duplicate:
+        RegisterForm(response, 409, email, "该邮箱已注册。\nThis address is already registered.");
+        return;
+    case AccountResult::Throttled:
+        RegisterForm(response, 429, email,
+                     "此地址注册过于频繁，请稍后再试。\nToo many new accounts from your address; try again later.");
+        return;
+    case AccountResult::NotFound:
+    case AccountResult::Error:
+        break;
+    }
+    RegisterForm(response, 500, email, "服务内部错误，请稍后再试。\nThe service failed; try again later.");
+}
+
+void PageHandlers::VersionPage(httplib::Response& response, std::string (*render)(const std::string&))
+{
+    std::string version;
+    if (versions.Latest(AppVersions::kDefaultApp, version) != StoreStatus::Ok) {
+        SendPage(response, 500, render("?"));
+        return;
+    }
+    SendPage(response, 200, render(version));
+}
+
+} // namespace lumo_service

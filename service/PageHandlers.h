@@ -1,0 +1,36 @@
+#ifndef LUMO_SERVICE_PAGEHANDLERS_H
+#define LUMO_SERVICE_PAGEHANDLERS_H
+
+#include <httplib.h>
+
+#include <string>
+
+namespace lumo_service {
+
+class Accounts;
+class AppVersions;
+class CsrfGuard;
+
+// The web pages: sign-up, forgotten password, about and download.
+class PageHandlers {
+public:
+    PageHandlers(Accounts& accounts, AppVersions& versions, const CsrfGuard& csrf);
+
+    void Install(httplib::Server& server);
+
+private:
+    void ShowRegister(const httplib::Request& request, httplib::Response& response);
+    void SubmitRegister(const httplib::Request& request, httplib::Response& response,
+                        const httplib::ContentReader& reader);
+    // The form again with a fresh CSRF pair, the message and the e-mail.
+    void RegisterForm(httplib::Response& response, int status, const std::string& email, const std::string& message);
+    void VersionPage(httplib::Response& response, std::string (*render)(const std::string&));
+
+    Accounts& accounts;
+    AppVersions& versions;
+    const CsrfGuard& csrf;
+};
+
+} // namespace lumo_service
+
+#endif

@@ -1,0 +1,33 @@
+#ifndef LUMO_SERVICE_PASSWORDHASHER_H
+#define LUMO_SERVICE_PASSWORDHASHER_H
+
+#include <condition_variable>
+#include <mutex>
+#include <string>
+
+namespace lumo_service {
+
+// Argon2id password hashes (libsodium's interactive limits: about 0.1 s and
+// 64 MiB each). At most two hashes run at once, so a burst of sign-ins cannot
+// exhaust memory.
+class PasswordHasher {
+public:
+    // False when memory runs out.
+    bool Hash(const std::string& password, std::string& out);
+    // Takes as long for a missing account (empty hash) as for a wrong
+    // password, so the answer time does not tell which it was.
+    bool Verify(const std::string& hash, const std::string& password);
+
+private:
+    class Slot;
+
+    std::mutex mutex;
+    std::condition_variable freed;
+    int running = 0;
+    std::once_flag decoyMade;
+    std::string decoyHash;
+};
+
+} // namespace lumo_service
+
+#endif

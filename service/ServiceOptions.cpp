@@ -1,0 +1,189 @@
+#include "ServiceOptions.h"
+
+#include <cstdlib>
+
+namespace lumo_service {
+
+namespace {
+
+bool ParseNumber(const std::string& text, long max, long& value)
+{
+    if (text.empty() || text.size() > 9) {
+        return false;
+    }
+    for (char c : text) {
+        if (c < '0' || c > '9') {
+            return false;
+        }
+    }
+    value = std::strtol(text.c_str(), nullptr, 10);
+    return value <= max;
+}
+
+bool Interpret(const std::vector<std::string>& words, ServiceOptions& out, std::string& error)
+{
+    const size_t count = words.size();
+    if (count == 0) {
+        error = "no command given";
+        return false;
+    }
+    const std::string& first = words[0];
+    if (first == "serve" && count == 1) {
+        out.command = Command::Serve;
+        return true;
+    }
+    if (first == "events" && count == 1) {
+        out.command = Command::Events;
+        return true;
+    }
+    if (first == "feedback" && count == 1) {
+        out.command = Command::Feedback;
+        return true;
+    }
+    if (first == "user" && count == 3) {
+        out.email = words[2];
+        if (words[1] == "add") {
+            out.command = Command::UserAdd;
+            return true;
+        }
+        if (words[1] == "reset") {
+            out.command = Command::UserReset;
+            return true;
+        }
+        if (words[1] == "disable") {
+            out.command = Command::UserDisable;
+            return true;
+        }
+    }
+    if (first == "version" && count == 4 && words[1] == "set") {
+        out.command = Command::VersionSet;
+        out.app = words[2];
+        out.version = words[3];
+        return true;
+    }
+    std::string given;
+    for (const std::string& word : words) {
+        given += (given.empty() ? "" : " ") + word;
+    }
+    error = "unknown command \"" + given + "\"";
+    return false;
+}
+
+} // namespace
+
+bool ParseListenAddress(const std::string& text, std::string& host, int& port)
+{
+    const size_t colon = text.rfind(':');
+    if (colon == std::string::npos || colon == 0) {
+        return false;
+    }
+    std::string name = text.substr(0, colon);
+    if (name.front() == '[') {
+        if (name.size() < 3 || name.back() != ']') {
+            return false;
+        }
+        name = name.substr(1, name.size() - 2);
+    } else if (name.find(':') != std::string::npos) {
+        return false;
+    }
+    long number = 0;
+    if (!ParseNumber(text.substr(colon + 1), 65535, number)) {
+        return false;
+    }
+    host = name;
+    port = static_cast<int>(number);
+    return true;
+}
+
+bool ParseServiceOptions(const std::vector<std::string>& args, ServiceOptions& out, std::string& error)
+{
+    out = ServiceOptions();
+    std::vector<std::string> words;
+    bool listenGiven = false;
+    bool limitGiven = false;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if (arg == "--help" || arg == "-h") {
+            out.command = Command::Help;
+            return true;
+        }
+        if (arg.compare(0, 2, "--") != 0) {
+            words.push_back(arg);
+            continue;
+        }
+        if (i + 1 >= args.size()) {
+            error = arg + " needs a value";
+            return false;
+        }
+        const std::string& value = args[++i];
+        if (arg == "--data") {
+            out.dataDir = value;
+        } else if (arg == "--listen") {
+            if (!ParseListenAddress(value, out.listenHost, out.listenPort)) {
+                error = "--listen takes HOST:PORT, not \"" + value + "\"";
+                return false;
+            }
+            listenGiven = true;
+        } else if (arg == "--cert") {
+            out.certPath = value;
+        } else if (arg == "--key") {
+            out.keyPath = value;
+        } else if (arg == "--test-clock-offset-file") {
+            out.clockOffsetFile = value;
+        } else if (arg == "--limit") {
+            long number = 0;
+            if (!ParseNumber(value, 100000000, number)) {
+                error = "--limit takes a number, not \"" + value + "\"";
+                return false;
+            }
+            out.limit = static_cast<int>(number);
+            limitGiven = true;
+        } else {
+            error = "unknown option " + arg;
+            return false;
+        }
+    }
+    if (!Interpret(words, out, error)) {
+        return false;
+    }
+    if (out.dataDir.empty()) {
+        error = "--data DIR is required";
+        return false;
+    }
+    const bool serve = out.command == Command::Serve;
+    if (!serve && (listenGiven || !out.certPath.empty() || !out.keyPath.empty() || !out.clockOffsetFile.empty())) {
+        error = "--listen, --cert, --key and --test-clock-offset-file belong to serve";
+        return false;
+    }
+    if (out.certPath.empty() != out.keyPath.empty()) {
+        error = "--cert and --key go together";
+        return false;
+    }
+    if (limitGiven && out.command != Command::Events && out.command != Command::Feedback) {
+        error = "--limit belongs to events and feedback";
+        return false;
+    }
+    return true;
+}
+
+std::string ServiceUsage()
+{
+    return "usage:\n"
+           "  lumo-service serve --data DIR [--listen HOST:PORT] [--cert FILE --key FILE]\n"
+           "  lumo-service --data DIR user add EMAIL        (password on standard input)\n"
+           "  lumo-service --data DIR user reset EMAIL      (new password on standard input; ends its sessions)\n"
+           "  lumo-service --data DIR user disable EMAIL\n"
+           "  lumo-service --data DIR version set APP VERSION\n"
+           "  lumo-service --data DIR events [--limit N]\n"
+           "  lumo-service --data DIR feedback [--limit N]\n"
+           "\n"
+           "serve listens on 127.0.0.1:8443 by default (port 0 picks a free one) and prints\n"
+           "\"listening on https://HOST:PORT\" once it accepts connections. Without --cert and\n"
+           "--key it uses DIR/tls/cert.pem and DIR/tls/key.pem, writing a self-signed pair on\n"
+           "first start. SIGTERM or SIGINT stops it after the requests under way.\n"
+           "events and feedback print one JSON object a line, oldest first; --limit N keeps\n"
+           "the newest N. --test-clock-offset-file FILE (tests only) adds the seconds FILE\n"
+           "holds to the clock.\n";
+}
+
+} // namespace lumo_service

@@ -1,0 +1,88 @@
+#ifndef LUMO_SERVICE_STORE_H
+#define LUMO_SERVICE_STORE_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace lumo_service {
+
+enum class StoreStatus {
+    Ok,
+    NotFound,
+    Duplicate,
+    Error,
+};
+
+struct Account {
+    int64_t id = 0;
+    std::string email;
+    std::string passwordHash;
+    bool disabled = false;
+};
+
+// A session is found by the hash of its token; the token itself is never
+// stored.
+struct Session {
+    int64_t id = 0;
+    int64_t accountId = 0;
+    int64_t lastCheck = 0;
+    bool accountDisabled = false;
+};
+
+struct UsageEvent {
+    int64_t id = 0;
+    int64_t time = 0;
+    std::string address;
+    std::string type;
+    std::string version;
+    std::string platform;
+    std::string app;
+    std::string page;
+    std::string block;
+    std::string action;
+    std::string info;
+};
+
+struct FeedbackEntry {
+    int64_t id = 0;
+    int64_t time = 0;
+    std::string address;
+    int64_t accountId = 0;
+    std::string email; // filled when listing
+    std::string text;
+};
+
+// Everything the service keeps. Handlers and operator commands only see this
+// interface, so another database engine can be added beside the SQLite one.
+// Every write has reached stable storage when the call returns Ok.
+class Store {
+public:
+    virtual ~Store() = default;
+
+    // Duplicate when the e-mail is taken.
+    virtual StoreStatus AddAccount(const std::string& email, const std::string& passwordHash, int64_t now) = 0;
+    virtual StoreStatus FindAccount(const std::string& email, Account& out) = 0;
+    // Both end every session of the account; endedSessions counts them.
+    virtual StoreStatus SetPassword(const std::string& email, const std::string& passwordHash,
+                                    int& endedSessions) = 0;
+    virtual StoreStatus DisableAccount(const std::string& email, int& endedSessions) = 0;
+
+    virtual StoreStatus AddSession(int64_t accountId, const std::string& tokenHash, int64_t now) = 0;
+    virtual StoreStatus FindSession(const std::string& tokenHash, Session& out) = 0;
+    virtual StoreStatus TouchSession(int64_t sessionId, int64_t now) = 0;
+
+    virtual StoreStatus AddEvent(const UsageEvent& event) = 0;
+    // The newest limit events (all when limit < 0), oldest first.
+    virtual StoreStatus ListEvents(int limit, std::vector<UsageEvent>& out) = 0;
+
+    virtual StoreStatus AddFeedback(const FeedbackEntry& entry) = 0;
+    virtual StoreStatus ListFeedback(int limit, std::vector<FeedbackEntry>& out) = 0;
+
+    virtual StoreStatus SetVersion(const std::string& app, const std::string& version, int64_t now) = 0;
+    virtual StoreStatus GetVersion(const std::string& app, std::string& out) = 0;
+};
+
+} // namespace lumo_service
+
+#endif

@@ -1,0 +1,93 @@
+#ifndef LUMO_TESTS_ONLINETESTSERVICE_H
+#define LUMO_TESTS_ONLINETESTSERVICE_H
+
+#include "LumoServiceProcess.h"
+#include "TempDir.h"
+#include "TextLines.h"
+
+#include <QByteArray>
+#include <QEventLoop>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTimer>
+#include <QtGlobal>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lumo_test {
+
+// One real lumo-service shared by a test suite, with the application's
+// requests pointed at it (YUVLUMO_SERVICE_URL) and its certificate trusted
+// (YUVLUMO_SERVICE_CA).
+class OnlineTestService {
+public:
+    bool Start()
+    {
+        service = std::make_unique<LumoServiceProcess>(LUMO_SERVICE_PATH, data.Path(), work.File("service.log"));
+        if (!service->Start()) {
+            return false;
+        }
+        qputenv("YUVLUMO_SERVICE_URL", QByteArray::fromStdString(service->BaseUrl()));
+        qputenv("YUVLUMO_SERVICE_CA", QByteArray::fromStdString(service->CertPath()));
+        return true;
+    }
+
+    void Stop()
+    {
+        service.reset();
+        qunsetenv("YUVLUMO_SERVICE_URL");
+        qunsetenv("YUVLUMO_SERVICE_CA");
+    }
+
+    LumoServiceProcess& Process() { return *service; }
+
+    // Every stored event, oldest first.
+    std::vector<QJsonObject> Events() const
+    {
+        std::vector<QJsonObject> events;
+        for (const std::string& line : SplitLines(service->Operator({"events"}).out)) {
+            events.push_back(QJsonDocument::fromJson(QByteArray::fromStdString(line)).object());
+        }
+        return events;
+    }
+
+    // Usage posts the service has answered so far, read from its request log.
+    int AnsweredEvents() const
+    {
+        int count = 0;
+        for (const std::string& line : SplitLines(ReadWholeFile(work.File("service.log")))) {
+            if (line.find("POST /lumo/user/anchor/anchor ") != std::string::npos) {
+                ++count;
+            }
+        }
+        return count;
+    }
+
+    // Runs the event loop until the service has answered count usage posts
+    // or the limit has passed; true when it has.
+    bool WaitForAnsweredEvents(int count, std::chrono::milliseconds limit = std::chrono::seconds(20)) const
+    {
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        while (AnsweredEvents() < count) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                return false;
+            }
+            QEventLoop loop;
+            QTimer::singleShot(10, &loop, &QEventLoop::quit);
+            loop.exec();
+        }
+        return true;
+    }
+
+private:
+    TempDir work;
+    TempDir data;
+    std::unique_ptr<LumoServiceProcess> service;
+};
+
+} // namespace lumo_test
+
+#endif
