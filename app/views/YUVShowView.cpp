@@ -98,8 +98,7 @@ YUVShowView::YUVShowView(QString path, int width, int height, lumo::YUVType type
       frameOffset(0),
       frameRect{0, 0, 0, 0},
       roiRect{0, 0, 0, 0},
-      mode(YUV_SHOW_MODE_MOVE),
-      glInitializedOnce(false)
+      mode(YUV_SHOW_MODE_MOVE)
 {
 }
 
@@ -204,6 +203,41 @@ YUVShowMode YUVShowView::GetMode() const
     return mode;
 }
 
+long YUVShowView::GetFrameOffset() const
+{
+    return static_cast<long>(frameOffset);
+}
+
+void YUVShowView::GetVisible(int& y, int& u, int& v) const
+{
+    y = showY;
+    u = showU;
+    v = showV;
+}
+
+int YUVShowView::GetColorRange() const
+{
+    return colorRange;
+}
+
+float YUVShowView::GetGamma() const
+{
+    return gamma;
+}
+
+Kest::Eatrix3x3<float> YUVShowView::GetColorMat() const
+{
+    return colorMat;
+}
+
+void YUVShowView::GetRect(float& x0, float& y0, float& x1, float& y1) const
+{
+    x0 = roiRect[0];
+    y0 = roiRect[1];
+    x1 = roiRect[2];
+    y1 = roiRect[3];
+}
+
 void YUVShowView::initializeGL()
 {
     if (!initializeOpenGLFunctions()) {
@@ -230,8 +264,9 @@ void YUVShowView::initializeGL()
     vTexture = std::make_unique<KestGLTexture>(gl);
     frameVao = std::make_unique<KestGLVAO>(gl);
     lineVao = std::make_unique<KestGLVAO>(gl);
-    LoadFrame(glInitializedOnce ? static_cast<long>(frameOffset) : 0);
-    glInitializedOnce = true;
+    // The frame asked for so far, the first one unless a caller chose
+    // another before the view was first shown (or before it moved here).
+    LoadFrame(static_cast<long>(frameOffset));
 
     float positions[] = {1, 1, 0, 1, -1, 0, -1, -1, 0, -1, 1, 0};
     float texCoords[] = {1, 1, 0, 1, 0, 0, 0, 0, 0, 0, 1, 0};

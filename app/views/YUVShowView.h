@@ -55,6 +55,14 @@ public:
     int SetMode(YUVShowMode mode);
     YUVShowMode GetMode() const;
 
+    // What the setters set, as it stands.
+    long GetFrameOffset() const;
+    void GetVisible(int& y, int& u, int& v) const;
+    int GetColorRange() const;
+    float GetGamma() const;
+    Kest::Eatrix3x3<float> GetColorMat() const;
+    void GetRect(float& x0, float& y0, float& x1, float& y1) const;
+
 signals:
     // The frame's edges in widget pixels (y down), after every paint that
     // draws.
@@ -125,9 +133,6 @@ private:
     float roiRect[4];
     YUVShowMode mode;
     Kest::Eatrix3x3<float> colorMat;
-    // Whether initializeGL has run once: the first shows frame 0, later ones
-    // (in a new context) keep the frame shown.
-    bool glInitializedOnce;
 };
 
 #endif

@@ -702,6 +702,21 @@ TEST_F(YUVShowViewTest, OddSizeFullHdFrameDrawsWithoutSkew)
     }
 }
 
+TEST(YUVShowViewUnpainted, AFrameChosenBeforeTheFirstPaintIsTheOneShown)
+{
+    lumo_test::TempDir dir;
+    const std::string path = dir.File("two.yuv");
+    view_test::WriteFile(path, view_test::Frame420(16, 8, [](int, int) { return 40; }, 128, 128));
+    view_test::WriteFile(path, view_test::Frame420(16, 8, [](int, int) { return 200; }, 128, 128));
+    YUVShowView view(QString::fromStdString(path), 16, 8, view_test::Layout("I420"));
+    view.LoadFrame(16 * 8 * 3 / 2);
+    view.resize(200, 200);
+    ASSERT_TRUE(view_test::ShowAndExpose(view));
+    const QImage image = view.grabFramebuffer();
+    EXPECT_EQ(16 * 8 * 3 / 2, view.GetFrameOffset());
+    EXPECT_NEAR(200, image.pixelColor(image.width() / 2, image.height() / 2).red(), 1);
+}
+
 TEST(YUVShowViewUnpainted, PointerBeforeTheFirstPaintDividesByZero)
 {
     YUVShowView view("/nonexistent.yuv", 16, 16, view_test::Layout("I420"));
