@@ -54,6 +54,29 @@ public:
         return events;
     }
 
+    // Runs the event loop until count stored events mention text (a test's
+    // own file path, say) or the limit has passed; returns those events,
+    // oldest first. Other tests' posts still on their way do not count.
+    std::vector<QJsonObject> WaitForEventsMentioning(const QString& text, size_t count,
+                                                     std::chrono::milliseconds limit = std::chrono::seconds(20)) const
+    {
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        for (;;) {
+            std::vector<QJsonObject> matching;
+            for (const QJsonObject& event : Events()) {
+                if (event.value("info").toString().contains(text)) {
+                    matching.push_back(event);
+                }
+            }
+            if (matching.size() >= count || std::chrono::steady_clock::now() > deadline) {
+                return matching;
+            }
+            QEventLoop loop;
+            QTimer::singleShot(20, &loop, &QEventLoop::quit);
+            loop.exec();
+        }
+    }
+
     // Usage posts the service has answered so far, read from its request log.
     int AnsweredEvents() const
     {

@@ -12,10 +12,13 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFont>
+#include <QMouseEvent>
 #include <QOpenGLContext>
 #include <QPaintDevice>
 #include <QPaintEngine>
 #include <QPainter>
+#include <QPainterPath>
+#include <QPicture>
 #include <QSurfaceFormat>
 #include <QTextItem>
 #include <QWidget>
@@ -102,6 +105,16 @@ inline void FlushEvents()
     }
 }
 
+// Sends a mouse event straight to the widget, the left button pressed or
+// released as the type says and held during moves.
+inline void SendMouse(QWidget& widget, QEvent::Type type, QPointF at)
+{
+    const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+    const Qt::MouseButtons held = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
+    QMouseEvent event(type, at, widget.mapToGlobal(at.toPoint()), button, held, Qt::NoModifier);
+    QApplication::sendEvent(&widget, &event);
+}
+
 inline bool IsCore33(const QOpenGLContext* context)
 {
     return context != nullptr && Kest::KestGLSurfaceFormat::IsCore33(context->format());
@@ -120,9 +133,23 @@ struct Recording {
         QString text;
         QFont font;
     };
+    struct Image {
+        QRectF target;
+        QSize size;
+    };
     std::vector<Text> texts;
     std::vector<QLineF> lines;
+    // The pen of each line, in the same order.
+    std::vector<QPen> linePens;
     std::vector<QRectF> rects;
+    // The pen and brush of each rectangle, in the same order.
+    std::vector<QPen> rectPens;
+    std::vector<QBrush> rectBrushes;
+    std::vector<Image> images;
+    std::vector<QPolygonF> polygons;
+    std::vector<QPainterPath> paths;
+    std::vector<QPen> pathPens;
+    std::vector<QBrush> pathBrushes;
     QPainter::RenderHints hints;
 };
 
@@ -136,8 +163,18 @@ public:
         if (state.state() & QPaintEngine::DirtyHints) {
             recording.hints = state.renderHints();
         }
+        if (state.state() & QPaintEngine::DirtyPen) {
+            pen = state.pen();
+        }
+        if (state.state() & QPaintEngine::DirtyBrush) {
+            brush = state.brush();
+        }
     }
     void drawPixmap(const QRectF&, const QPixmap&, const QRectF&) override {}
+    void drawImage(const QRectF& target, const QImage& image, const QRectF&, Qt::ImageConversionFlags) override
+    {
+        recording.images.push_back({target, image.size()});
+    }
     void drawTextItem(const QPointF& p, const QTextItem& item) override
     {
         recording.texts.push_back({p, item.text(), item.font()});
@@ -145,15 +182,30 @@ public:
     void drawLines(const QLineF* lines, int count) override
     {
         recording.lines.insert(recording.lines.end(), lines, lines + count);
+        recording.linePens.insert(recording.linePens.end(), static_cast<size_t>(count), pen);
     }
     void drawRects(const QRectF* rects, int count) override
     {
         recording.rects.insert(recording.rects.end(), rects, rects + count);
+        recording.rectPens.insert(recording.rectPens.end(), static_cast<size_t>(count), pen);
+        recording.rectBrushes.insert(recording.rectBrushes.end(), static_cast<size_t>(count), brush);
+    }
+    void drawPolygon(const QPointF* points, int count, PolygonDrawMode) override
+    {
+        recording.polygons.push_back(QPolygonF(QVector<QPointF>(points, points + count)));
+    }
+    void drawPath(const QPainterPath& path) override
+    {
+        recording.paths.push_back(path);
+        recording.pathPens.push_back(pen);
+        recording.pathBrushes.push_back(brush);
     }
     Type type() const override { return QPaintEngine::User; }
 
 private:
     Recording& recording;
+    QPen pen;
+    QBrush brush;
 };
 
 class RecordingDevice : public QPaintDevice {
@@ -198,6 +250,22 @@ private:
     int width;
     int height;
 };
+
+// What a widget's paint event asks a painter to draw: recorded into a
+// picture (without the window background) and played back onto a
+// recording device. Render hints and paths arrive as they were set (a
+// widget rendered straight onto the device loses its hints), lines and
+// rectangles come back as polygons.
+inline Recording RecordPaint(QWidget& widget)
+{
+    QPicture picture;
+    widget.render(&picture, QPoint(), QRegion(), QWidget::DrawChildren);
+    RecordingDevice device(widget.width(), widget.height());
+    QPainter painter(&device);
+    picture.play(&painter);
+    painter.end();
+    return device.recording;
+}
 
 } // namespace view_test
 

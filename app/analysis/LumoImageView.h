@@ -1,0 +1,106 @@
+#ifndef LUMO_ANALYSIS_LUMOIMAGEVIEW_H
+#define LUMO_ANALYSIS_LUMOIMAGEVIEW_H
+
+#include "analysis/SecondFileChooser.h"
+#include "online/LogManager.h"
+#include "lumo/YUVReader.h"
+
+#include <QMainWindow>
+#include <QPointer>
+#include <QString>
+
+class ColorChart;
+class QButtonGroup;
+class QThread;
+class Ui_LumoImageView;
+class VideoCtrBar;
+class YUVWidget;
+
+// The window in which one raw YUV file is examined: the frame view with
+// rulers, the playback bar with the timeline, the histograms and a column of
+// display controls. A second file of the same size can be opened beside the
+// first: both are stepped together, their regions of interest mirror each
+// other, and every frame pair selected on a timeline is compared by PSNR,
+// MSE and SSIM on a worker thread.
+//
+// One comparison runs at a time, on copies of its frames; a selection made
+// meanwhile waits, the latest replacing earlier ones, and runs when the
+// result comes in. Results of a closed window, or of a second file closed
+// since, are not shown.
+class LumoImageView : public QMainWindow {
+    Q_OBJECT
+
+public:
+    LumoImageView(lumo::YUVReader& reader, QWidget* parent = nullptr);
+    ~LumoImageView() override;
+
+    // The readers' description used in usage reports.
+    QString formatYuvReadersInfoForLog();
+    // Replaces how the second file is asked for (the open-file dialog by
+    // default).
+    void SetSecondFileChooser(SecondFileChooser chooser);
+
+    VideoCtrBar* GetCtrBar() const;
+    YUVWidget* GetView() const;
+    YUVWidget* Get2ndView() const;
+    ColorChart* GetChart() const;
+    ColorChart* Get2ndChart() const;
+    // Whether a comparison is running now.
+    bool IsComparing() const;
+
+public slots:
+    void onFrameCtrRefresh(int frame, int analyse);
+    void onOpen2ndFile();
+    void onClose2ndFile();
+    void onChannelCheckbox();
+    void onColorRectCheckbox(int state);
+    void onColorRangeChange(int id);
+    void YUVCurrentIndexChanged(int index);
+    void onGammaValueChanged(double value);
+    void onDrawCheckBoxChange(int state);
+    void onDrawRect(float x0, float y0, float x1, float y1);
+    void onDrawRect2nd(float x0, float y0, float x1, float y1);
+    void workStart();
+    void workFinished(double ssim, double mseY, double mseU, double mseV, double psnrY, double psnrU,
+                      double psnrV);
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void close2ndFile();
+    // The colour conversion the two combo boxes name, on the views.
+    void ApplyColorSpace(YUVWidget* view);
+    // Converts the pair to 4:2:0 and starts a comparison of it.
+    void StartComparison(unsigned char* first444, unsigned char* second444);
+    // Reads frame of both files and compares them, if the second file still
+    // matches the first.
+    void StartComparisonOfFrame(int frame);
+
+    ColorChart* chart;
+    ColorChart* chart2;
+    YUVWidget* view;
+    YUVWidget* view2;
+    VideoCtrBar* ctrBar;
+    lumo::YUVReader reader;
+    lumo::YUVReader reader2;
+    QButtonGroup* rangeGroup;
+    int colorRange;
+    unsigned char* frame420;
+    unsigned char* frame420second;
+    LogManager logManager;
+    Ui_LumoImageView* ui;
+
+    SecondFileChooser chooser;
+    // The running comparison's thread, null when none runs.
+    QPointer<QThread> comparison;
+    // The frame waiting for its comparison, -1 for none.
+    int pendingFrame;
+    // Counts the second files closed: a result started under another count
+    // belongs to a file that is gone.
+    int secondFileGeneration;
+    int comparisonGeneration;
+    bool closed;
+};
+
+#endif
