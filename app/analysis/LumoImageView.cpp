@@ -4,6 +4,7 @@
 #include "analysis/DescribeReaders.h"
 #include "analysis/IQAThread.h"
 #include "analysis/VideoCtrBar.h"
+#include "shell/OpenFileDialog.h"
 #include "views/YUVWidget.h"
 
 #include "KestColorSpace/KestColorSpace.h"
@@ -42,12 +43,19 @@ void ShowInChart(ColorChart* chart, const lumo::YUVReader& reader, unsigned char
                       plane);
 }
 
-// Until the open-file dialog is part of the application, a second file
-// cannot be asked for interactively.
-bool NoChooser(QWidget*, SecondFileChoice&)
+// The open-file dialog, run modally over the window. It stays alive with
+// the window: a media conversion it started may still be running.
+bool RunOpenFileDialog(QWidget* parent, SecondFileChoice& choice)
 {
-    qDebug() << "LumoImageView: no open-file dialog to choose a second file";
-    return false;
+    auto* dialog = new OpenFileDialog(parent);
+    if (dialog->exec() != 1 || dialog->GetPaths().isEmpty()) {
+        return false;
+    }
+    choice.paths = dialog->GetPaths();
+    choice.typeIndex = dialog->GetTypeIndex();
+    choice.width = dialog->GetWidth();
+    choice.height = dialog->GetHeight();
+    return true;
 }
 
 } // namespace
@@ -64,7 +72,7 @@ LumoImageView::LumoImageView(lumo::YUVReader& reader, QWidget* parent)
       frame420(nullptr),
       frame420second(nullptr),
       ui(new Ui_LumoImageView()),
-      chooser(NoChooser),
+      chooser(RunOpenFileDialog),
       pendingFrame(-1),
       secondFileGeneration(0),
       comparisonGeneration(0),

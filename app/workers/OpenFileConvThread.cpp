@@ -194,6 +194,6 @@ void OpenFileConvThread::run()
         return;
     }
     reader.Close();
-    emit OnFinish(yuvPath, QString::fromStdString(lumo::YUVType::YUV_TYPE_I420.name), output.width,
+    emit OnFinish(yuvPath, QString::fromStdString(lumo::YUVType::YUV_TYPE_I420.idName), output.width,
                   output.height);
 }

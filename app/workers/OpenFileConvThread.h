@@ -61,7 +61,8 @@ signals:
     void OnProgress(float progress);
     void OnError(int code);
     // After the last picture: the output path as given, the I420 layout's
-    // name, and the size of the last picture written (0 x 0 if none).
+    // id name ("I420", what the layout registry looks names up by), and the
+    // size of the last picture written (0 x 0 if none).
     void OnFinish(QString yuvPath, QString typeName, int width, int height);
 
 protected:

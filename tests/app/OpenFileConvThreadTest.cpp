@@ -168,7 +168,7 @@ private:
 
 QString I420Name()
 {
-    return QString::fromStdString(lumo::YUVType::YUV_TYPE_I420.name);
+    return QString::fromStdString(lumo::YUVType::YUV_TYPE_I420.idName);
 }
 
 std::string Cut(const std::string& bytes, size_t from, size_t count)

@@ -1,0 +1,8 @@
+#include "online/TokenManager.h"
+
+QString TokenManager::GetToken()
+{
+    return QString();
+}
+
+void TokenManager::SaveToken(QString) {}
