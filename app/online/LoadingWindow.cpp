@@ -23,7 +23,8 @@ constexpr qint64 kOfflineGrace = 2592000;
 
 } // namespace
 
-LoadingWindow::LoadingWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_LoadingWindow()), manager(nullptr)
+LoadingWindow::LoadingWindow(QWidget* parent)
+    : QMainWindow(parent), ui(new Ui_LoadingWindow()), timer(this), manager(nullptr)
 {
     ui->setupUi(this);
     setWindowIcon(LogoIcon());

@@ -66,6 +66,7 @@ QNetworkRequest ServiceRequest::FormPost(const QString& pathAndQuery, const QByt
     request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
     request.setHeader(QNetworkRequest::ContentLengthHeader, body.size());
     request.setSslConfiguration(SslConfiguration());
+    request.setTransferTimeout(kTimeoutMs);
     return request;
 }
 

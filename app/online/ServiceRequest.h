@@ -22,6 +22,9 @@ class QNetworkReply;
 class ServiceRequest {
 public:
     static constexpr const char* kDefaultBaseUrl = "https://127.0.0.1:8443";
+    // A request that has not finished after this many milliseconds (a
+    // service that does not answer) ends with a network error.
+    static constexpr int kTimeoutMs = 10000;
 
     // The service's address; an unset, unparsable or non-https variable
     // gives the default (with a warning for the last two).
@@ -34,8 +37,8 @@ public:
     // QUrl::toPercentEncoding.
     static QByteArray FormBody(const QList<QPair<QString, QString>>& fields);
     // A form post of body to pathAndQuery: address, content type
-    // "application/x-www-form-urlencoded", content length and the trusted
-    // certificates.
+    // "application/x-www-form-urlencoded", content length, the trusted
+    // certificates and the time-out.
     static QNetworkRequest FormPost(const QString& pathAndQuery, const QByteArray& body);
     // Posts body with manager; the reply belongs to the caller.
     static QNetworkReply* Post(QNetworkAccessManager* manager, const QString& pathAndQuery, const QByteArray& body);

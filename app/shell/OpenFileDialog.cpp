@@ -63,6 +63,11 @@ OpenFileDialog::OpenFileDialog(QWidget* parent)
 
 OpenFileDialog::~OpenFileDialog()
 {
+    // A conversion cannot be stopped; its thread, a child of the dialog,
+    // must have ended before it is deleted with it.
+    for (OpenFileConvThread* thread : findChildren<OpenFileConvThread*>()) {
+        thread->wait();
+    }
     delete ui;
 }
 

@@ -21,6 +21,7 @@ class OpenFileDialog : public QDialog {
 
 public:
     explicit OpenFileDialog(QWidget* parent = nullptr);
+    // Waits for a media conversion still running.
     ~OpenFileDialog() override;
 
     // The directory of the last chosen file ("CACHE_LAST_OPEN"), "/" at

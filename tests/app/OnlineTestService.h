@@ -24,10 +24,11 @@ namespace lumo_test {
 // (YUVLUMO_SERVICE_CA).
 class OnlineTestService {
 public:
-    bool Start()
+    // extra: more arguments of "serve".
+    bool Start(const std::vector<std::string>& extra = {})
     {
         service = std::make_unique<LumoServiceProcess>(LUMO_SERVICE_PATH, data.Path(), work.File("service.log"));
-        if (!service->Start()) {
+        if (!service->Start(extra)) {
             return false;
         }
         qputenv("YUVLUMO_SERVICE_URL", QByteArray::fromStdString(service->BaseUrl()));
