@@ -16,14 +16,16 @@ AboutWindow::AboutWindow(QWidget* parent) : QWidget(parent), ui(new Ui_AboutWind
     setWindowIcon(LogoIcon());
     setWindowTitle("关于这两个工程师");
     const QString site = ServiceRequest::Url("/about").toString();
+    // Tight paragraphs: the whole text fits the window without scrolling.
+    ui->introTextBrowser->document()->setDefaultStyleSheet("p { margin-top: 3px; margin-bottom: 3px; }");
     ui->introTextBrowser->setHtml(QString("<div align=\"center\">"
                                           "<p><br></p>"
                                           "<p><b>YUV Lumo</b></p>"
                                           "<p>更好用、更全面、更强大的YUV图像视频分析工具</p>"
                                           "<p><br></p>"
                                           "<p><b>作者（排名不分先后）Nioplib:</b></p>"
-                                          "<p><b>Lin Qiao</b> (lin.qiao@yuvlumo.example) &nbsp; "
-                                          "<b>Mara Kestner</b> (mara.kestner@yuvlumo.example)</p>"
+                                          "<p><b>Lin Qiao</b> (lin.qiao@yuvlumo.org) &nbsp; "
+                                          "<b>Mara Kestner</b> (mara@yuvlumo.org)</p>"
                                           "<p><br></p>"
                                           "<p><b>官网</b></p>"
                                           "<p><a href=\"%1\">%1</a></p>"
