@@ -3,6 +3,7 @@
 // and tool bar, the version check and signing out.
 #include "analysis/LumoImageView.h"
 #include "online/FeedbackWindow.h"
+#include "online/LoadingWindow.h"
 #include "online/LoginWindow.h"
 #include "online/NewVersionDiglog.h"
 #include "shell/AboutWindow.h"
@@ -430,6 +431,19 @@ TEST_F(MainWindowTest, SigningOutClearsTheSessionAndOpensTheLoginWindow)
     EXPECT_EQ("", settings.value("EMAIL").toString());
     EXPECT_FALSE(window->isVisible());
     EXPECT_EQ(1u, VisibleWindows<LoginWindow>().size());
+}
+
+TEST_F(MainWindowTest, AfterSigningOutTheNextStartShowsTheLoginWindowWithoutARequest)
+{
+    shell_test::MessageBoxWatcher boxes;
+    Open()->LogoutClickListener();
+    CloseAllWindows();
+    analysis_test::DebugCapture debug;
+    auto* splash = new LoadingWindow(nullptr);
+    splash->show();
+    ASSERT_TRUE(view_test::WaitUntil([] { return !VisibleWindows<LoginWindow>().empty(); }, 10000));
+    EXPECT_TRUE(VisibleWindows<MainWindow>().empty());
+    EXPECT_FALSE(debug.Contains("status code="));
 }
 
 TEST_F(MainWindowTest, AboutAndFeedbackOpenTheirWindows)
