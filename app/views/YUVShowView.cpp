@@ -79,6 +79,7 @@ const float kPreviewTy[3] = {4.0f, 1.9f, -0.2f};
 
 YUVShowView::YUVShowView(QString path, int width, int height, lumo::YUVType type, QWidget* parent)
     : QOpenGLWidget(parent),
+      gl(nullptr),
       viewWidth(0),
       viewHeight(0),
       scale(1.0f),
@@ -134,6 +135,8 @@ void YUVShowView::ReleaseGL()
     frameVao.reset();
     lineVao.reset();
     doneCurrent();
+    // The table goes with the context.
+    gl = nullptr;
 }
 
 int YUVShowView::LoadFrame(long frameOffset)
@@ -240,7 +243,9 @@ void YUVShowView::GetRect(float& x0, float& y0, float& x1, float& y1) const
 
 void YUVShowView::initializeGL()
 {
-    if (!initializeOpenGLFunctions()) {
+    gl = context()->versionFunctions<QOpenGLFunctions_3_3_Core>();
+    if (gl == nullptr || !gl->initializeOpenGLFunctions()) {
+        gl = nullptr;
         const QSurfaceFormat format = context()->format();
         qDebug().noquote() << QString("YUVShowView: OpenGL %1.%2 %3 has no OpenGL 3.3 core functions; "
                                       "the frame view draws nothing")
@@ -254,10 +259,8 @@ void YUVShowView::initializeGL()
     // resizeGL: take the size it has now, not the one of its last window.
     viewWidth = static_cast<float>(QWidget::width());
     viewHeight = static_cast<float>(QWidget::height());
-    // The wrappers make their calls through this widget's function table.
-    QOpenGLFunctions_3_3_Core* gl = this;
-    glEnable(GL_BLEND);
-    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    gl->glEnable(GL_BLEND);
+    gl->glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
 
     yTexture = std::make_unique<KestGLTexture>(gl);
     uTexture = std::make_unique<KestGLTexture>(gl);
@@ -288,7 +291,7 @@ void YUVShowView::initializeGL()
     channelDraw->Init();
     lineDraw->Init();
 
-    glClearColor(1.0f, 1.0f, 1.0f, 1.0f);
+    gl->glClearColor(1.0f, 1.0f, 1.0f, 1.0f);
 }
 
 void YUVShowView::resizeGL(int w, int h)
@@ -302,7 +305,7 @@ void YUVShowView::paintGL()
     if (!frameDraw) {
         return;
     }
-    glClear(GL_COLOR_BUFFER_BIT);
+    gl->glClear(GL_COLOR_BUFFER_BIT);
     UploadFrame();
 
     const float w = viewWidth;
@@ -388,7 +391,7 @@ void YUVShowView::DrawRectangle(Eatrix4x4<float>& projection)
 void YUVShowView::DrawSide(Eatrix4x4<float>& projection, float x0, float y0, float x1, float y1)
 {
     // One short-lived vertex array per side.
-    KestGLVAO side(this);
+    KestGLVAO side(gl);
     float ends[] = {x0, y0, 0, x1, y1, 0};
     unsigned int indices[] = {0, 1};
     side.AddVBO(ends, sizeof(ends), 0, 3, 0);

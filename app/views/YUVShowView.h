@@ -28,9 +28,12 @@ class KestGLVAO;
 // Its GL objects live in the widget's context, which Qt replaces whenever
 // the view moves to another window: they are released while the old context
 // is about to be destroyed and made again in the next initializeGL, keeping
-// the frame, zoom, pan and rectangle. Without the OpenGL 3.3 core functions
-// the view logs why and draws nothing.
-class YUVShowView : public QOpenGLWidget, private QOpenGLFunctions_3_3_Core {
+// the frame, zoom, pan and rectangle. Every GL call goes through the OpenGL
+// 3.3 core function table of the context of the moment, which the context
+// owns: a table of the widget's own would have to be initialised again for
+// each new context, and Qt 5 keeps the old one's entries for good each time.
+// Without the OpenGL 3.3 core functions the view logs why and draws nothing.
+class YUVShowView : public QOpenGLWidget {
     Q_OBJECT
 
 public:
@@ -102,6 +105,9 @@ private:
     void RectPointerMoved(QMouseEvent* event);
     void MovePointerMoved(QMouseEvent* event);
 
+    // The context's function table; null while the view has no usable
+    // context.
+    QOpenGLFunctions_3_3_Core* gl;
     std::unique_ptr<Kest::KestGLDraw> frameDraw;
     std::unique_ptr<Kest::KestGLDraw> channelDraw;
     std::unique_ptr<Kest::KestGLDraw> lineDraw;
