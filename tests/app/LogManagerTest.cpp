@@ -29,20 +29,8 @@ struct Row {
     QString type, page, block, action, info;
 };
 
-class LogManagerTest : public ::testing::Test {
+class LogManagerTest : public lumo_test::ServiceSuite {
 protected:
-    static void SetUpTestSuite()
-    {
-        service = new lumo_test::OnlineTestService();
-        ASSERT_TRUE(service->Start());
-    }
-    static void TearDownTestSuite()
-    {
-        service->Stop();
-        delete service;
-        service = nullptr;
-    }
-
     void SetUp() override
     {
         debugLines.clear();
@@ -51,13 +39,6 @@ protected:
         storedBefore = service->Events().size();
     }
     void TearDown() override { qInstallMessageHandler(previous); }
-
-    static void SignIn(const QString& token, const QString& email)
-    {
-        QSettings settings("MediaLumo", "YUVLumo");
-        settings.setValue("TOKEN", token);
-        settings.setValue("EMAIL", email);
-    }
 
     // Waits for count more events and returns the newest count stored ones.
     std::vector<QJsonObject> NextEvents(int count)
@@ -93,14 +74,11 @@ protected:
         return lines;
     }
 
-    static lumo_test::OnlineTestService* service;
-    lumo_test::SettingsScope settingsScope;
     QtMessageHandler previous = nullptr;
     int answeredBefore = 0;
     size_t storedBefore = 0;
 };
 
-lumo_test::OnlineTestService* LogManagerTest::service = nullptr;
 
 const QString kUser = "[user_email]ann@example.com; [info] ";
 
@@ -116,7 +94,7 @@ TEST_F(LogManagerTest, ConstructionLogsTheHostAddress)
 
 TEST_F(LogManagerTest, EveryRecordOperationStoresItsRow)
 {
-    SignIn("a-token", "ann@example.com");
+    StoreSession("a-token", "ann@example.com");
     LogManager log;
     const std::vector<std::pair<std::function<int()>, Row>> cases {
         {[&] { return log.RecordOpenFile(1920, 1080, "I420", "/v/clip.yuv"); },
@@ -155,7 +133,7 @@ TEST_F(LogManagerTest, EveryRecordOperationStoresItsRow)
 
 TEST_F(LogManagerTest, OpenFileDialogFailureIsReportedAsAnError)
 {
-    SignIn("a-token", "ann@example.com");
+    StoreSession("a-token", "ann@example.com");
     const QString failure = "ERROR:[function]OpenFileDialog::OpenFileClickListener;[child function]fileDialog->exec() "
                             "[child function] fileDialog->selectedFiles()";
     LogManager().RecordError("OpenFileDialog", "OpenFile", "OpenFileBtnClick", failure);
@@ -164,7 +142,7 @@ TEST_F(LogManagerTest, OpenFileDialogFailureIsReportedAsAnError)
 
 TEST_F(LogManagerTest, BodyFieldsComeInOrderEachPercentEncoded)
 {
-    SignIn("a-token", "ann@example.com");
+    StoreSession("a-token", "ann@example.com");
     LogManager log;
     log.RecordOpen2ndFile("a&b=c d");
     NextEvents(1);
@@ -176,7 +154,7 @@ TEST_F(LogManagerTest, BodyFieldsComeInOrderEachPercentEncoded)
 
 TEST_F(LogManagerTest, AmpersandAndEqualsInInfoArriveIntact)
 {
-    SignIn("a-token", "ann@example.com");
+    StoreSession("a-token", "ann@example.com");
     LogManager log;
     log.RecordOpenFile(64, 48, "NV12", "/tmp/a&b=c/x&y=z.yuv");
     ExpectRow(NextEvents(1).at(0), {"INFO", "OpenFileDialog", "OpenFile", "OpenFileBtnClick",
@@ -185,7 +163,7 @@ TEST_F(LogManagerTest, AmpersandAndEqualsInInfoArriveIntact)
 
 TEST_F(LogManagerTest, NonAsciiAndPlaceHolderLikeTextArriveIntact)
 {
-    SignIn("a-token", "用户@例子.中国");
+    StoreSession("a-token", "用户@例子.中国");
     LogManager log;
     log.RecordStartPlay("视频 %2 + 100%.yuv", 30);
     ExpectRow(NextEvents(1).at(0), {"INFO", "LumoImageView", "LumoImageViewBlock", "LumoImageViewPlayStartClick",
@@ -194,7 +172,7 @@ TEST_F(LogManagerTest, NonAsciiAndPlaceHolderLikeTextArriveIntact)
 
 TEST_F(LogManagerTest, DoublesAreWrittenLikeQStringArg)
 {
-    SignIn("a-token", "ann@example.com");
+    StoreSession("a-token", "ann@example.com");
     LogManager log;
     log.RecordIQAInfo("f", 1.0, std::numeric_limits<double>::infinity(), 1e-7, 123456789.0);
     EXPECT_EQ(kUser + "f + [ssim=1;psnrYUV=inf,1e-07,1.23457e+08]", NextEvents(1).at(0).value("info").toString());
@@ -202,7 +180,7 @@ TEST_F(LogManagerTest, DoublesAreWrittenLikeQStringArg)
 
 TEST_F(LogManagerTest, SignedOutUserSendsNothingButTheLoginWindowsEvent)
 {
-    SignIn("", "");
+    StoreSession("", "");
     LogManager log;
     EXPECT_EQ(1, log.RecordOpenMainWindow());
     EXPECT_EQ(1, log.RecordOpenFile(1, 1, "I420", "x"));
@@ -226,7 +204,7 @@ TEST_F(LogManagerTest, MissingSettingsReadAsSignedOut)
 
 TEST_F(LogManagerTest, ReporterGoneRightAfterRecordingStillDelivers)
 {
-    SignIn("a-token", "ann@example.com");
+    StoreSession("a-token", "ann@example.com");
     {
         LogManager log;
         log.RecordOpenAboutDev();

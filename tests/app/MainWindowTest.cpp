@@ -34,73 +34,16 @@
 
 namespace {
 
-template <typename T>
-std::vector<T*> Windows()
-{
-    std::vector<T*> windows;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (T* window = qobject_cast<T*>(widget)) {
-            windows.push_back(window);
-        }
-    }
-    return windows;
-}
+using shell_test::CloseAllWindows;
+using shell_test::VisibleWindows;
+using shell_test::Windows;
 
-template <typename T>
-std::vector<T*> VisibleWindows()
-{
-    std::vector<T*> visible;
-    for (T* window : Windows<T>()) {
-        if (window->isVisible()) {
-            visible.push_back(window);
-        }
-    }
-    return visible;
-}
-
-// Closes and deletes every top-level window a test left behind.
-void CloseAllWindows()
-{
-    shell_test::CancelWhenShown();
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        widget->close();
-    }
-    for (LumoImageView* view : Windows<LumoImageView>()) {
-        view_test::WaitUntil([&] { return !view->IsComparing(); });
-    }
-    // Deleting one window may delete others it owns.
-    QList<QPointer<QWidget>> windows;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (widget->parentWidget() == nullptr) {
-            windows.append(widget);
-        }
-    }
-    for (const QPointer<QWidget>& window : windows) {
-        delete window.data();
-    }
-    view_test::FlushEvents();
-}
-
-class MainWindowTest : public ::testing::Test {
+class MainWindowTest : public lumo_test::ServiceSuite {
 protected:
-    static void SetUpTestSuite()
-    {
-        service = new lumo_test::OnlineTestService();
-        ASSERT_TRUE(service->Start());
-    }
-    static void TearDownTestSuite()
-    {
-        service->Stop();
-        delete service;
-        service = nullptr;
-    }
-
     void SetUp() override
     {
         SetVersion("3.0.0");
-        QSettings settings("MediaLumo", "YUVLumo");
-        settings.setValue("TOKEN", "a-token");
-        settings.setValue("EMAIL", "ann@example.com");
+        StoreSession("a-token", "ann@example.com");
     }
     void TearDown() override { CloseAllWindows(); }
 
@@ -166,12 +109,9 @@ protected:
         window->OpenFileClickListener();
     }
 
-    static lumo_test::OnlineTestService* service;
-    lumo_test::SettingsScope settingsScope;
     lumo_test::TempDir dir;
 };
 
-lumo_test::OnlineTestService* MainWindowTest::service = nullptr;
 
 } // namespace
 

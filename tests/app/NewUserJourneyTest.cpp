@@ -40,38 +40,8 @@
 
 namespace {
 
-template <typename T>
-T* VisibleWindow()
-{
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        T* window = qobject_cast<T*>(widget);
-        if (window != nullptr && window->isVisible()) {
-            return window;
-        }
-    }
-    return nullptr;
-}
-
-void CloseAllWindows()
-{
-    shell_test::CancelWhenShown();
-    QList<QPointer<QWidget>> windows;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        widget->close();
-        if (widget->parentWidget() == nullptr) {
-            windows.append(widget);
-        }
-    }
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (auto* view = qobject_cast<LumoImageView*>(widget)) {
-            view_test::WaitUntil([&] { return !view->IsComparing(); }, 60000);
-        }
-    }
-    for (const QPointer<QWidget>& window : windows) {
-        delete window.data();
-    }
-    view_test::FlushEvents();
-}
+using shell_test::CloseAllWindows;
+using shell_test::VisibleWindow;
 
 void Screenshot(QWidget& widget, const char* name)
 {
@@ -106,19 +76,8 @@ bool RegisterThroughThePage(const QString& email, const QString& password)
     return done;
 }
 
-class NewUserJourneyTest : public ::testing::Test {
+class NewUserJourneyTest : public lumo_test::ServiceSuite {
 protected:
-    static void SetUpTestSuite()
-    {
-        service = new lumo_test::OnlineTestService();
-        ASSERT_TRUE(service->Start());
-    }
-    static void TearDownTestSuite()
-    {
-        service->Stop();
-        delete service;
-        service = nullptr;
-    }
     void TearDown() override { CloseAllWindows(); }
 
     std::string Media(const std::string& name)
@@ -167,12 +126,9 @@ protected:
         return labels;
     }
 
-    static lumo_test::OnlineTestService* service;
-    lumo_test::SettingsScope settingsScope;
     lumo_test::TempDir dir;
 };
 
-lumo_test::OnlineTestService* NewUserJourneyTest::service = nullptr;
 
 } // namespace
 

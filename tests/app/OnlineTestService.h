@@ -2,6 +2,7 @@
 #define LUMO_TESTS_ONLINETESTSERVICE_H
 
 #include "LumoServiceProcess.h"
+#include "SettingsScope.h"
 #include "TempDir.h"
 #include "TextLines.h"
 
@@ -9,8 +10,11 @@
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSettings>
 #include <QTimer>
 #include <QtGlobal>
+
+#include <gtest/gtest.h>
 
 #include <chrono>
 #include <memory>
@@ -110,6 +114,34 @@ private:
     TempDir work;
     TempDir data;
     std::unique_ptr<LumoServiceProcess> service;
+};
+
+// A test suite sharing one real lumo-service between its tests; each test
+// still gets a settings store of its own.
+class ServiceSuite : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        service = new OnlineTestService();
+        ASSERT_TRUE(service->Start());
+    }
+    static void TearDownTestSuite()
+    {
+        service->Stop();
+        delete service;
+        service = nullptr;
+    }
+
+    // Stores a session as a signed-in user has one.
+    static void StoreSession(const QString& token, const QString& email)
+    {
+        QSettings settings("MediaLumo", "YUVLumo");
+        settings.setValue("TOKEN", token);
+        settings.setValue("EMAIL", email);
+    }
+
+    static inline OnlineTestService* service = nullptr;
+    SettingsScope settingsScope;
 };
 
 } // namespace lumo_test

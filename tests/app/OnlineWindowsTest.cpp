@@ -34,34 +34,8 @@
 
 namespace {
 
-template <typename T>
-std::vector<T*> VisibleWindows()
-{
-    std::vector<T*> visible;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        T* window = qobject_cast<T*>(widget);
-        if (window != nullptr && window->isVisible()) {
-            visible.push_back(window);
-        }
-    }
-    return visible;
-}
-
-void CloseAllWindows()
-{
-    shell_test::CancelWhenShown();
-    QList<QPointer<QWidget>> windows;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        widget->close();
-        if (widget->parentWidget() == nullptr) {
-            windows.append(widget);
-        }
-    }
-    for (const QPointer<QWidget>& window : windows) {
-        delete window.data();
-    }
-    view_test::FlushEvents();
-}
+using shell_test::CloseAllWindows;
+using shell_test::VisibleWindows;
 
 // A port on which nothing listens.
 quint16 ClosedPort()
@@ -94,19 +68,12 @@ private:
     bool answer;
 };
 
-class OnlineWindowsTest : public ::testing::Test {
+class OnlineWindowsTest : public lumo_test::ServiceSuite {
 protected:
     static void SetUpTestSuite()
     {
-        service = new lumo_test::OnlineTestService();
-        ASSERT_TRUE(service->Start());
+        ServiceSuite::SetUpTestSuite();
         ASSERT_EQ(0, service->Process().Operator({"user", "add", "ann@example.com"}, "correct horse\n").exitCode);
-    }
-    static void TearDownTestSuite()
-    {
-        service->Stop();
-        delete service;
-        service = nullptr;
     }
 
     void SetUp() override
@@ -151,8 +118,6 @@ protected:
         QTest::mouseClick(login->findChild<QPushButton*>("login_btn"), Qt::LeftButton);
     }
 
-    static lumo_test::OnlineTestService* service;
-    lumo_test::SettingsScope settingsScope;
     // Deleted with the other windows after each test.
     QPointer<LoadingWindow> splash;
     // The suite's service, put back after tests that point elsewhere.
@@ -160,7 +125,6 @@ protected:
     QByteArray ca;
 };
 
-lumo_test::OnlineTestService* OnlineWindowsTest::service = nullptr;
 
 } // namespace
 

@@ -29,25 +29,11 @@
 
 namespace {
 
-class OpenFileDialogTest : public ::testing::Test {
+class OpenFileDialogTest : public lumo_test::ServiceSuite {
 protected:
-    static void SetUpTestSuite()
-    {
-        service = new lumo_test::OnlineTestService();
-        ASSERT_TRUE(service->Start());
-    }
-    static void TearDownTestSuite()
-    {
-        service->Stop();
-        delete service;
-        service = nullptr;
-    }
-
     void SetUp() override
     {
-        QSettings settings("MediaLumo", "YUVLumo");
-        settings.setValue("TOKEN", "a-token");
-        settings.setValue("EMAIL", "ann@example.com");
+        StoreSession("a-token", "ann@example.com");
         dialog = std::make_unique<OpenFileDialog>();
     }
     void TearDown() override { shell_test::CancelWhenShown(); }
@@ -120,13 +106,10 @@ protected:
         EXPECT_TRUE(view_test::WaitUntil([&] { return ButtonsEnabled(); }, 60000));
     }
 
-    static lumo_test::OnlineTestService* service;
-    lumo_test::SettingsScope settingsScope;
     lumo_test::TempDir dir;
     std::unique_ptr<OpenFileDialog> dialog;
 };
 
-lumo_test::OnlineTestService* OpenFileDialogTest::service = nullptr;
 
 } // namespace
 

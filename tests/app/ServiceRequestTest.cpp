@@ -59,24 +59,10 @@ Reply PostAndWait(const QString& path, const QByteArray& body)
     return result;
 }
 
-class ServiceRequestTest : public ::testing::Test {
+class ServiceRequestTest : public lumo_test::ServiceSuite {
 protected:
-    static void SetUpTestSuite()
-    {
-        service = new lumo_test::OnlineTestService();
-        ASSERT_TRUE(service->Start());
-    }
-    static void TearDownTestSuite()
-    {
-        service->Stop();
-        delete service;
-        service = nullptr;
-    }
-
-    static lumo_test::OnlineTestService* service;
 };
 
-lumo_test::OnlineTestService* ServiceRequestTest::service = nullptr;
 
 } // namespace
 

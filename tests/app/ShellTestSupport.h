@@ -7,6 +7,7 @@
 
 #include "ViewTestSupport.h"
 
+#include "analysis/LumoImageView.h"
 #include "online/ServiceRequest.h"
 
 #include <QApplication>
@@ -21,12 +22,14 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QObject>
+#include <QPointer>
 #include <QPushButton>
 #include <QSettings>
 #include <QTimer>
 #include <QUrl>
 
 #include <functional>
+#include <vector>
 
 namespace shell_test {
 
@@ -102,6 +105,63 @@ inline void CancelWhenShown()
     for (QTimer* timer : qApp->findChildren<QTimer*>("WhenShown", Qt::FindDirectChildrenOnly)) {
         delete timer;
     }
+}
+
+// The top-level windows of one type, shown or not.
+template <typename T>
+std::vector<T*> Windows()
+{
+    std::vector<T*> windows;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (T* window = qobject_cast<T*>(widget)) {
+            windows.push_back(window);
+        }
+    }
+    return windows;
+}
+
+// The visible top-level windows of one type.
+template <typename T>
+std::vector<T*> VisibleWindows()
+{
+    std::vector<T*> visible;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        T* window = qobject_cast<T*>(widget);
+        if (window != nullptr && window->isVisible()) {
+            visible.push_back(window);
+        }
+    }
+    return visible;
+}
+
+template <typename T>
+T* VisibleWindow()
+{
+    const std::vector<T*> visible = VisibleWindows<T>();
+    return visible.empty() ? nullptr : visible.front();
+}
+
+// Closes every window a test left and deletes those without a parent
+// (the application never deletes the windows it opens), once the
+// comparisons of analysis windows have ended.
+inline void CloseAllWindows()
+{
+    CancelWhenShown();
+    QList<QPointer<QWidget>> windows;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        widget->close();
+        if (widget->parentWidget() == nullptr) {
+            windows.append(widget);
+        }
+    }
+    for (LumoImageView* view : Windows<LumoImageView>()) {
+        view_test::WaitUntil([&] { return !view->IsComparing(); }, 60000);
+    }
+    // Deleting one window may delete others it owns.
+    for (const QPointer<QWidget>& window : windows) {
+        delete window.data();
+    }
+    view_test::FlushEvents();
 }
 
 // Picks files in a file dialog as a user typing their names would, and
