@@ -145,9 +145,9 @@ protected:
 TEST_F(LumoIqaTest, BadArgumentsExitTwo)
 {
     MakePair(16, 8, 2);
-    ExpectOneLineError(Iqa({}), 2, "--size");
+    ExpectOneLineError(Iqa({}), 2, "two files");
+    // a.yuv says nothing about its size.
     ExpectOneLineError(Iqa({"--layout", "I420", pathA, pathB}), 2, "--size");
-    ExpectOneLineError(Iqa({"--size", "16x8", pathA, pathB}), 2, "--layout");
     ExpectOneLineError(Iqa({"--size", "16x", "--layout", "I420", pathA, pathB}), 2, "16x");
     ExpectOneLineError(Iqa({"--size", "0x8", "--layout", "I420", pathA, pathB}), 2, "0x8");
     ExpectOneLineError(Iqa({"--size", "16x8x2", "--layout", "I420", pathA, pathB}), 2, "16x8x2");

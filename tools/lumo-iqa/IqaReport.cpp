@@ -1,5 +1,8 @@
 #include "IqaReport.h"
 
+#include "IqaText.h"
+
+#include <cinttypes>
 #include <cmath>
 #include <string>
 
@@ -21,24 +24,6 @@ std::string Number(double v, OutputFormat format)
     return text;
 }
 
-std::string JsonString(const std::string& s)
-{
-    std::string out = "\"";
-    for (unsigned char c : s) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += static_cast<char>(c);
-        } else if (c < 0x20) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof(escaped), "\\u%04x", c);
-            out += escaped;
-        } else {
-            out += static_cast<char>(c);
-        }
-    }
-    return out + "\"";
-}
-
 std::string JsonPlanes(const double* v)
 {
     return "{\"y\":" + Number(v[0], OutputFormat::Json) +
@@ -46,15 +31,81 @@ std::string JsonPlanes(const double* v)
            ",\"v\":" + Number(v[2], OutputFormat::Json) + "}";
 }
 
+std::string JsonChroma(const double* v)
+{
+    return ",\"ssim_u\":" + Number(v[0], OutputFormat::Json) +
+           ",\"ssim_v\":" + Number(v[1], OutputFormat::Json);
+}
+
 const char* RangeName(lumo::COLOR_SPACE range)
 {
     return range == lumo::COLOR_SPACE_VIDEO_RANGE ? "video" : "full";
 }
 
-// One table row: label, three MSE, three PSNR, SSIM.
-void WriteRow(std::FILE* out, OutputFormat format, const std::string& label, const double* mse,
-              const double* psnr, double ssim)
+} // namespace
+
+IqaSummary::IqaSummary(int64_t frames) : count(static_cast<double>(frames)) {}
+
+void IqaSummary::Add(const FrameScore& f)
 {
+    for (int p = 0; p < 3; ++p) {
+        meanMse[p] += f.mse[p] / count;
+        meanPsnr[p] += f.psnr[p] / count;
+    }
+    meanSsim += f.ssim / count;
+    for (int p = 0; p < 2; ++p) {
+        meanSsimChroma[p] += f.ssimChroma[p] / count;
+    }
+}
+
+void IqaSummary::Finish()
+{
+    for (int p = 0; p < 3; ++p) {
+        psnrOfMeanMse[p] =
+            meanMse[p] == 0.0 ? INFINITY : 10.0 * std::log10(255.0 * 255.0 / meanMse[p]);
+    }
+}
+
+IqaReportWriter::IqaReportWriter(std::FILE* out, const IqaOptions& options, const IqaInput& a,
+                                 const IqaInput& b, int64_t frames)
+    : out(out), options(options), a(a), b(b), frames(frames), summary(frames)
+{
+}
+
+void IqaReportWriter::Begin()
+{
+    if (options.format == OutputFormat::Json) {
+        std::fprintf(out,
+                     "{\"a\":%s,\"b\":%s,\"width\":%d,\"height\":%d,\"layout\":%s,%s\"range\":\"%s\",\n",
+                     JsonString(a.path).c_str(), JsonString(b.path).c_str(), a.width, a.height,
+                     JsonString(a.layout.idName).c_str(),
+                     a.layout == b.layout ? "" : ("\"layout_b\":" + JsonString(b.layout.idName) + ",").c_str(),
+                     RangeName(options.range));
+        if (options.summaryOnly) {
+            std::fprintf(out, "\"frame_count\":%" PRId64 ",\n", frames);
+        } else {
+            std::fprintf(out, "\"frames\":[");
+        }
+        return;
+    }
+    const char* chromaColumns = options.perPlaneSsim ? (options.format == OutputFormat::Csv ? ",ssim_u,ssim_v" : "    ssim_u    ssim_v") : "";
+    if (options.format == OutputFormat::Csv) {
+        std::fprintf(out, "frame,mse_y,mse_u,mse_v,psnr_y,psnr_u,psnr_v,ssim%s\n", chromaColumns);
+        return;
+    }
+    const std::string layout =
+        a.layout == b.layout ? a.layout.idName : a.layout.idName + " vs " + b.layout.idName;
+    std::fprintf(out, "# %s vs %s: %dx%d %s, %s range, %" PRId64 " frames\n",
+                 OneLine(a.path).c_str(), OneLine(b.path).c_str(), a.width, a.height,
+                 layout.c_str(), RangeName(options.range), frames);
+    std::fprintf(out, "%-9s %12s %12s %12s %10s %10s %10s %9s%s\n", "frame", "mse_y", "mse_u",
+                 "mse_v", "psnr_y", "psnr_u", "psnr_v", "ssim", chromaColumns);
+}
+
+void IqaReportWriter::Row(const std::string& label, const double* mse, const double* psnr,
+                          double ssim, const double* ssimChroma)
+{
+    const OutputFormat format = options.format;
     if (format == OutputFormat::Csv) {
         std::fprintf(out, "%s", label.c_str());
         for (int p = 0; p < 3; ++p) {
@@ -63,7 +114,12 @@ void WriteRow(std::FILE* out, OutputFormat format, const std::string& label, con
         for (int p = 0; p < 3; ++p) {
             std::fprintf(out, ",%s", Number(psnr[p], format).c_str());
         }
-        std::fprintf(out, ",%s\n", Number(ssim, format).c_str());
+        std::fprintf(out, ",%s", Number(ssim, format).c_str());
+        if (options.perPlaneSsim) {
+            std::fprintf(out, ",%s,%s", Number(ssimChroma[0], format).c_str(),
+                         Number(ssimChroma[1], format).c_str());
+        }
+        std::fputc('\n', out);
         return;
     }
     std::fprintf(out, "%-9s", label.c_str());
@@ -73,83 +129,47 @@ void WriteRow(std::FILE* out, OutputFormat format, const std::string& label, con
     for (int p = 0; p < 3; ++p) {
         std::fprintf(out, " %10s", Number(psnr[p], format).c_str());
     }
-    std::fprintf(out, " %9s\n", Number(ssim, format).c_str());
+    std::fprintf(out, " %9s", Number(ssim, format).c_str());
+    if (options.perPlaneSsim) {
+        std::fprintf(out, " %9s %9s", Number(ssimChroma[0], format).c_str(),
+                     Number(ssimChroma[1], format).c_str());
+    }
+    std::fputc('\n', out);
 }
 
-void WriteTable(std::FILE* out, const IqaOptions& o, const std::vector<FrameScore>& scores,
-                const IqaSummary& sum)
+void IqaReportWriter::Frame(int64_t index, const FrameScore& score)
 {
-    if (o.format == OutputFormat::Csv) {
-        std::fprintf(out, "frame,mse_y,mse_u,mse_v,psnr_y,psnr_u,psnr_v,ssim\n");
-    } else {
-        std::fprintf(out, "# %s vs %s: %dx%d %s, %s range, %zu frames\n", o.pathA.c_str(),
-                     o.pathB.c_str(), o.width, o.height, o.layout.idName.c_str(),
-                     RangeName(o.range), scores.size());
-        std::fprintf(out, "%-9s %12s %12s %12s %10s %10s %10s %9s\n", "frame", "mse_y", "mse_u",
-                     "mse_v", "psnr_y", "psnr_u", "psnr_v", "ssim");
+    summary.Add(score);
+    if (options.summaryOnly) {
+        return;
     }
-    for (size_t f = 0; f < scores.size(); ++f) {
-        WriteRow(out, o.format, std::to_string(f), scores[f].mse, scores[f].psnr, scores[f].ssim);
+    if (options.format == OutputFormat::Json) {
+        std::fprintf(out, "%s\n{\"frame\":%" PRId64 ",\"mse\":%s,\"psnr\":%s,\"ssim\":%s%s}",
+                     index == 0 ? "" : ",", index, JsonPlanes(score.mse).c_str(),
+                     JsonPlanes(score.psnr).c_str(), Number(score.ssim, OutputFormat::Json).c_str(),
+                     options.perPlaneSsim ? JsonChroma(score.ssimChroma).c_str() : "");
+        return;
+    }
+    Row(std::to_string(index), score.mse, score.psnr, score.ssim, score.ssimChroma);
+}
+
+void IqaReportWriter::End()
+{
+    summary.Finish();
+    const IqaSummary& sum = summary;
+    if (options.format == OutputFormat::Json) {
+        std::fprintf(out,
+                     "%s\"average\":{\"mse\":%s,\"psnr_of_mean_mse\":%s,\"mean_psnr\":%s,"
+                     "\"ssim\":%s%s}}\n",
+                     options.summaryOnly ? "" : "],\n", JsonPlanes(sum.meanMse).c_str(),
+                     JsonPlanes(sum.psnrOfMeanMse).c_str(), JsonPlanes(sum.meanPsnr).c_str(),
+                     Number(sum.meanSsim, OutputFormat::Json).c_str(),
+                     options.perPlaneSsim ? JsonChroma(sum.meanSsimChroma).c_str() : "");
+        return;
     }
     // avg_mse: PSNR of the mean MSE; avg_psnr: mean of the frames' PSNR.
-    WriteRow(out, o.format, "avg_mse", sum.meanMse, sum.psnrOfMeanMse, sum.meanSsim);
-    WriteRow(out, o.format, "avg_psnr", sum.meanMse, sum.meanPsnr, sum.meanSsim);
-}
-
-void WriteJson(std::FILE* out, const IqaOptions& o, const std::vector<FrameScore>& scores,
-               const IqaSummary& sum)
-{
-    std::fprintf(out,
-                 "{\"a\":%s,\"b\":%s,\"width\":%d,\"height\":%d,\"layout\":%s,\"range\":\"%s\",\n",
-                 JsonString(o.pathA).c_str(), JsonString(o.pathB).c_str(), o.width, o.height,
-                 JsonString(o.layout.idName).c_str(), RangeName(o.range));
-    std::fprintf(out, "\"frames\":[");
-    for (size_t f = 0; f < scores.size(); ++f) {
-        std::fprintf(out, "%s\n{\"frame\":%zu,\"mse\":%s,\"psnr\":%s,\"ssim\":%s}",
-                     f == 0 ? "" : ",", f, JsonPlanes(scores[f].mse).c_str(),
-                     JsonPlanes(scores[f].psnr).c_str(),
-                     Number(scores[f].ssim, OutputFormat::Json).c_str());
-    }
-    std::fprintf(out,
-                 "],\n\"average\":{\"mse\":%s,\"psnr_of_mean_mse\":%s,\"mean_psnr\":%s,"
-                 "\"ssim\":%s}}\n",
-                 JsonPlanes(sum.meanMse).c_str(), JsonPlanes(sum.psnrOfMeanMse).c_str(),
-                 JsonPlanes(sum.meanPsnr).c_str(),
-                 Number(sum.meanSsim, OutputFormat::Json).c_str());
-}
-
-} // namespace
-
-IqaSummary IqaSummary::Of(const std::vector<FrameScore>& scores)
-{
-    IqaSummary s;
-    if (scores.empty()) {
-        return s;
-    }
-    const double n = static_cast<double>(scores.size());
-    for (const FrameScore& f : scores) {
-        for (int p = 0; p < 3; ++p) {
-            s.meanMse[p] += f.mse[p] / n;
-            s.meanPsnr[p] += f.psnr[p] / n;
-        }
-        s.meanSsim += f.ssim / n;
-    }
-    for (int p = 0; p < 3; ++p) {
-        s.psnrOfMeanMse[p] =
-            s.meanMse[p] == 0.0 ? INFINITY : 10.0 * std::log10(255.0 * 255.0 / s.meanMse[p]);
-    }
-    return s;
-}
-
-void WriteIqaReport(std::FILE* out, const IqaOptions& options,
-                    const std::vector<FrameScore>& scores)
-{
-    const IqaSummary sum = IqaSummary::Of(scores);
-    if (options.format == OutputFormat::Json) {
-        WriteJson(out, options, scores, sum);
-    } else {
-        WriteTable(out, options, scores, sum);
-    }
+    Row("avg_mse", sum.meanMse, sum.psnrOfMeanMse, sum.meanSsim, sum.meanSsimChroma);
+    Row("avg_psnr", sum.meanMse, sum.meanPsnr, sum.meanSsim, sum.meanSsimChroma);
 }
 
 } // namespace lumo_iqa
