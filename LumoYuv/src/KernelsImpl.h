@@ -245,17 +245,89 @@ LUMO_INLINE __m256i ShuffleMask(int block, int channel)
     return _mm256_load_si256(reinterpret_cast<const __m256i*>(m));
 }
 
+#if defined(__AVX512BW__)
+
+LUMO_INLINE __m512i LumaTerms32(__m256i y)
+{
+    const __m512i wide = _mm512_cvtepu8_epi16(y);
+    const __m512i centred =
+        _mm512_slli_epi16(_mm512_sub_epi16(wide, _mm512_set1_epi16(16)), kLumaShift);
+    return _mm512_mulhi_epi16(centred, _mm512_set1_epi16(kCoefY));
+}
+
+LUMO_INLINE __m512i Sum32(__m512i luma, const int16_t* term)
+{
+    const __m512i t = _mm512_loadu_si512(term);
+    return _mm512_srai_epi16(_mm512_add_epi16(luma, t), kRgbFraction);
+}
+
+// 64 bytes of one channel in pixel order: packus works per 128-bit lane,
+// the permute puts the quarters back in order.
+LUMO_INLINE __m512i Channel64(__m512i lumaLo, __m512i lumaHi, const int16_t* term)
+{
+    const __m512i packed =
+        _mm512_packus_epi16(Sum32(lumaLo, term), Sum32(lumaHi, term + 32));
+    return _mm512_maskz_permutexvar_epi64(0xff, _mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0), packed);
+}
+
+// Quadwords q0..q7 of a permutex2var: 0..7 from the first source, 8..15
+// from the second.
+LUMO_INLINE __m512i Quads(int q0, int q1, int q2, int q3, int q4, int q5, int q6, int q7)
+{
+    return _mm512_set_epi64(q7, q6, q5, q4, q3, q2, q1, q0);
+}
+
+#endif
+
 void LumaToRgb(const uint8_t* __restrict y, const int16_t* __restrict tr,
                const int16_t* __restrict tg, const int16_t* __restrict tb, uint8_t* __restrict rgb,
                int n)
 {
+    int i = 0;
+#if defined(__AVX512BW__)
+    {
+        __m512i masks[3][3];
+        for (int block = 0; block < 3; ++block) {
+            for (int channel = 0; channel < 3; ++channel) {
+                const __m256i half = ShuffleMask(block, channel);
+                masks[block][channel] = _mm512_maskz_broadcast_i64x4(0xff, half);
+            }
+        }
+        for (; i + 64 <= n; i += 64) {
+            const __m512i lumaLo =
+                LumaTerms32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + i)));
+            const __m512i lumaHi =
+                LumaTerms32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + i + 32)));
+            const __m512i ch[3] = {Channel64(lumaLo, lumaHi, tr + i),
+                                   Channel64(lumaLo, lumaHi, tg + i),
+                                   Channel64(lumaLo, lumaHi, tb + i)};
+            // Lane g of each block holds its share of pixels i+16g .. i+16g+15.
+            __m512i o[3];
+            for (int block = 0; block < 3; ++block) {
+                o[block] = _mm512_or_si512(
+                    _mm512_or_si512(_mm512_shuffle_epi8(ch[0], masks[block][0]),
+                                    _mm512_shuffle_epi8(ch[1], masks[block][1])),
+                    _mm512_shuffle_epi8(ch[2], masks[block][2]));
+            }
+            // Memory order is o0.l0 o1.l0 o2.l0 o0.l1 o1.l1 o2.l1 ... o2.l3.
+            const __m512i t0 = _mm512_permutex2var_epi64(o[0], Quads(0, 1, 8, 9, 2, 3, 2, 3), o[1]);
+            const __m512i t1 = _mm512_permutex2var_epi64(o[1], Quads(2, 3, 10, 11, 4, 5, 4, 5), o[2]);
+            const __m512i t2 = _mm512_permutex2var_epi64(o[2], Quads(4, 5, 14, 15, 6, 7, 6, 7), o[0]);
+            uint8_t* dst = rgb + 3 * i;
+            _mm512_storeu_si512(dst, _mm512_permutex2var_epi64(t0, Quads(0, 1, 2, 3, 8, 9, 4, 5), o[2]));
+            _mm512_storeu_si512(dst + 64,
+                                _mm512_permutex2var_epi64(t1, Quads(0, 1, 2, 3, 12, 13, 4, 5), o[0]));
+            _mm512_storeu_si512(dst + 128,
+                                _mm512_permutex2var_epi64(t2, Quads(0, 1, 2, 3, 14, 15, 4, 5), o[1]));
+        }
+    }
+#endif
     __m256i masks[3][3];
     for (int block = 0; block < 3; ++block) {
         for (int channel = 0; channel < 3; ++channel) {
             masks[block][channel] = ShuffleMask(block, channel);
         }
     }
-    int i = 0;
     for (; i + 32 <= n; i += 32) {
         const __m256i lumaLo = LumaTerms16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(y + i)));
         const __m256i lumaHi =

@@ -25,7 +25,7 @@ constexpr double kC1 = (0.01 * 255) * (0.01 * 255);
 constexpr double kC2 = (0.03 * 255) * (0.03 * 255);
 
 // Output columns per strip: the strip's rolling rows of products stay in L2.
-constexpr int kStrip = 192;
+constexpr int kStrip = 384;
 // Below this many window positions a helper thread costs more than it saves.
 constexpr int64_t kThreadedPositions = 1 << 18;
 // Output rows filtered per vertical sweep, and the rows of products a strip

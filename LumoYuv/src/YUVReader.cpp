@@ -189,15 +189,23 @@ unsigned char* YUVReader::Frame444To420(unsigned char* src, unsigned char* dst, 
         std::free(dst);
         return nullptr;
     }
-    std::memcpy(out, src, plane);
-    for (size_t p = 0; p < 2; ++p) {
-        const unsigned char* in = src + (p + 1) * plane;
-        unsigned char* to = out + plane + p * chroma;
-        for (int j = 0; j < ch; ++j) {
-            const unsigned char* r0 = in + 2 * static_cast<size_t>(j) * w;
-            kernels::HalveRows(r0, r0 + w, to + static_cast<size_t>(j) * cw, cw);
-        }
+    // Both chroma planes in one pass over their row pairs, each pair
+    // followed by the luma rows it covers, so the three source streams move
+    // together.
+    const unsigned char* inU = src + plane;
+    const unsigned char* inV = src + 2 * plane;
+    unsigned char* toU = out + plane;
+    unsigned char* toV = toU + chroma;
+    for (int j = 0; j < ch; ++j) {
+        const size_t row = 2 * static_cast<size_t>(j) * w;
+        const size_t at = static_cast<size_t>(j) * cw;
+        kernels::HalveRows(inU + row, inU + row + w, toU + at, cw);
+        kernels::HalveRows(inV + row, inV + row + w, toV + at, cw);
+        std::memcpy(out + row, src + row, 2 * w);
     }
+    // An odd last luma row has no chroma row of its own.
+    const size_t done = 2 * static_cast<size_t>(ch) * w;
+    std::memcpy(out + done, src + done, plane - done);
     // Odd sizes leave a few bytes past the planes; zero them so the whole
     // buffer is defined.
     std::memset(out + plane + 2 * chroma, 0, bytes - plane - 2 * chroma);
