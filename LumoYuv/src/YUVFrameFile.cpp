@@ -60,9 +60,14 @@ YUVFrameFile::~YUVFrameFile()
     delete d;
 }
 
-int YUVFrameFile::Adopt(State* state)
+void YUVFrameFile::Close()
 {
     delete d;
+    d = nullptr;
+}
+
+int YUVFrameFile::Adopt(State* state)
+{
     d = state;
     d->stride = d->frameHeader + d->geo.frameBytes;
     const int64_t bytes = d->file.Size() - d->dataStart;
@@ -72,6 +77,7 @@ int YUVFrameFile::Adopt(State* state)
 
 int YUVFrameFile::OpenRaw(const std::string& path, int width, int height, const YUVType& type)
 {
+    Close();
     const Layout* layout = FindLayout(type);
     FrameGeometry geo;
     if (layout == nullptr || !ComputeGeometry(*layout, width, height, geo)) {
@@ -93,6 +99,7 @@ int YUVFrameFile::OpenRaw(const std::string& path, int width, int height, const 
 
 int YUVFrameFile::OpenY4M(const std::string& path, std::string& why)
 {
+    Close();
     auto* state = new (std::nothrow) State(path);
     if (state == nullptr) {
         return YUVReader::READ_ERROR_MEMORY;

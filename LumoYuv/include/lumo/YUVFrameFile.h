@@ -24,6 +24,8 @@ public:
     YUVFrameFile(const YUVFrameFile&) = delete;
     YUVFrameFile& operator=(const YUVFrameFile&) = delete;
 
+    // Each Open first closes what the object had open; a failed Open leaves
+    // it closed (no frames).
     // A raw file of the given size and layout: READ_OK, READ_ERROR_FORMAT
     // (unknown layout or impossible size), READ_ERROR_FILE (missing, not a
     // regular file, unreadable) or READ_ERROR_MEMORY.
@@ -60,6 +62,7 @@ public:
 
 private:
     struct State;
+    void Close();
     int Adopt(State* state);
 
     State* d = nullptr;
