@@ -181,6 +181,14 @@ private:
                 score.ssim = receiver.CallSsimIqa(pa, pb, w, h, owner.options.range);
                 score.ssimChroma[0] = score.ssimChroma[1] = std::nan("");
             }
+            // SSIM of frames this size is a number unless its working memory
+            // could not be had.
+            const bool chroma = owner.options.perPlaneSsim && w > 1 && h > 1;
+            if (std::isnan(score.ssim) ||
+                (chroma && (std::isnan(score.ssimChroma[0]) || std::isnan(score.ssimChroma[1])))) {
+                reason = "out of memory computing the SSIM of frame " + std::to_string(first + f);
+                return kExitMemory;
+            }
         }
         return kExitOk;
     }

@@ -103,7 +103,8 @@ public:
     // over the whole plane with equal weights. Identical planes give
     // exactly 1. Large frames are spread over the threads SetMaxThreads
     // allows (lumo/Threads.h); the result does not depend on their number.
-    // NaN for null frames or a size outside 1..MAX_DIMENSION.
+    // NaN for null frames, a size outside 1..MAX_DIMENSION, or when the
+    // working memory (a few hundred kilobytes per thread) cannot be had.
     double CallSsimIqa(unsigned char* a, unsigned char* b, int width, int height,
                        COLOR_SPACE cs) const;
 
