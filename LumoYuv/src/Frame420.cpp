@@ -109,10 +109,11 @@ void ConvertToI420(const Layout& layout, const FrameGeometry& geo, const uint8_t
     if (layout.packing != Packing::Packed422) {
         const uint8_t* chroma = raw + geo.lumaBytes;
         // Halved chroma goes straight to the output; anything else to
-        // scratch, to be reduced from there.
+        // scratch, to be reduced from there (8-bit planes need none: they
+        // are reduced from the stored frame).
         const bool direct = ChromaIsHalved(layout);
         uint8_t* u = direct ? dstU : scratch;
-        uint8_t* v = direct ? dstV : scratch + chromaSamples;
+        uint8_t* v = direct ? dstV : scratch != nullptr ? scratch + chromaSamples : nullptr;
         const size_t n = static_cast<size_t>(chromaSamples);
         if (layout.packing == Packing::SemiPlanar) {
             uint8_t* first = layout.vFirst ? v : u;
