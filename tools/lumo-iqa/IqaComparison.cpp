@@ -29,11 +29,6 @@ std::string SizeText(int width, int height)
     return std::to_string(width) + "x" + std::to_string(height);
 }
 
-std::string Quoted(const std::string& path)
-{
-    return "'" + OneLine(path) + "'";
-}
-
 } // namespace
 
 // What the threads of one run share, under one lock. Batch b is scored into

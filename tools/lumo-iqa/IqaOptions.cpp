@@ -59,11 +59,6 @@ std::string KnownLayouts()
     return names;
 }
 
-std::string Quoted(const std::string& text)
-{
-    return "'" + OneLine(text) + "'";
-}
-
 } // namespace
 
 std::string IqaUsage()

@@ -103,4 +103,9 @@ std::string OneLine(const std::string& bytes)
     return out;
 }
 
+std::string Quoted(const std::string& bytes)
+{
+    return "'" + OneLine(bytes) + "'";
+}
+
 } // namespace lumo_iqa

@@ -16,6 +16,10 @@ std::string JsonString(const std::string& bytes);
 // characters as \xNN. Everything else, UTF-8 or not, is left as it is.
 std::string OneLine(const std::string& bytes);
 
+// 'bytes' in single quotes, made one line: how messages name a path or a
+// value.
+std::string Quoted(const std::string& bytes);
+
 } // namespace lumo_iqa
 
 #endif
