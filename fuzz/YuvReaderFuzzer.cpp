@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static lumo_fuzz::ScratchFile scratch;
     lumo_fuzz::FuzzInput in(data, size);
-    lumo::kernels::ForceLevel(static_cast<lumo::kernels::Level>(in.Byte() % 3));
+    lumo::kernels::ForceLevel(static_cast<lumo::kernels::Level>(in.Byte() % 4));
     lumo::YUVTypeInstance* registry = lumo::YUVTypeInstance::GetInstance();
     lumo::YUVType type;
     const int index = in.InRange(-1, registry->GetSize(), 1);

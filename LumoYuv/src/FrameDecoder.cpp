@@ -19,6 +19,9 @@ constexpr int64_t kBandBytes = 512 * 1024;
 
 constexpr uint8_t kNeutral = 128;
 
+// RGB frames from this size on are written with streaming stores.
+constexpr int64_t kStreamedRgbBytes = 16 << 20;
+
 using Scratch = MallocPtr<uint8_t>;
 
 Scratch Allocate(int64_t bytes)
@@ -225,6 +228,9 @@ int FrameDecoder::DecodeRgb24(uint8_t* dst) const
     const int64_t rawBytes = RawScratchBytes(bandRows);
     const int64_t lumaBand = static_cast<int64_t>(bandRows) * w;
     const int64_t chromaBand = neutral ? 0 : static_cast<int64_t>(bandRows) * geo.chromaWidth;
+    // An output this large leaves the caches before anyone reads it: written
+    // past them, it costs half the memory traffic.
+    const bool stream = 3 * static_cast<int64_t>(w) * h >= kStreamedRgbBytes;
 
     // Terms first and raw next keep both 16-bit arrays aligned.
     Scratch scratch = Allocate(termBytes + rawBytes + lumaBand + 2 * chromaBand + w);
@@ -265,7 +271,7 @@ int FrameDecoder::DecodeRgb24(uint8_t* dst) const
                 previous = cr;
             }
             kernels::LumaToRgb(bandY + static_cast<int64_t>(r - row0) * w, termR, termG, termB,
-                               dst + static_cast<int64_t>(r) * w * 3, w);
+                               dst + static_cast<int64_t>(r) * w * 3, w, stream);
         }
     }
     return YUVReader::READ_OK;

@@ -14,6 +14,7 @@ extern const Table kTable;
 }
 namespace avx512 {
 extern const Table kTable;
+extern const Table kTableVbmi;
 }
 #endif
 
@@ -22,6 +23,9 @@ namespace {
 const Table* TableOf(Level level)
 {
 #if LUMO_X86_LEVELS
+    if (level == Level::Avx512Vbmi) {
+        return &avx512::kTableVbmi;
+    }
     if (level == Level::Avx512) {
         return &avx512::kTable;
     }
@@ -37,6 +41,8 @@ bool Runs(Level level)
 #if LUMO_X86_LEVELS
     __builtin_cpu_init();
     switch (level) {
+    case Level::Avx512Vbmi:
+        return __builtin_cpu_supports("avx512vbmi") && Runs(Level::Avx512);
     case Level::Avx512:
         return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
                __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
@@ -55,7 +61,7 @@ bool Runs(Level level)
 
 Level Detect()
 {
-    for (Level level : {Level::Avx512, Level::Avx2}) {
+    for (Level level : {Level::Avx512Vbmi, Level::Avx512, Level::Avx2}) {
         if (TableOf(level) != nullptr && Runs(level)) {
             return level;
         }
@@ -96,6 +102,8 @@ bool ForceLevel(Level level)
 const char* LevelName(Level level)
 {
     switch (level) {
+    case Level::Avx512Vbmi:
+        return "avx512vbmi";
     case Level::Avx512:
         return "avx512";
     case Level::Avx2:

@@ -9,13 +9,15 @@
 //
 // Each loop is built several times from one source (KernelsImpl.h): a
 // portable version for any x86-64 (or other processor), and on x86-64 an
-// AVX2 and an AVX-512 version. The best version the processor runs is picked
+// AVX2 and an AVX-512 version (with a VBMI variant of one loop). The best version the processor runs is picked
 // at the first call. Every version gives the same bits: the integer loops by
 // construction, the floating-point ones because they are built without FMA
 // contraction and sum in a fixed order.
 namespace lumo::kernels {
 
-enum class Level { Portable = 0, Avx2 = 1, Avx512 = 2 };
+// Avx512Vbmi is the AVX-512 level with the byte permutes of AVX512-VBMI for
+// the RGB packing.
+enum class Level { Portable = 0, Avx2 = 1, Avx512 = 2, Avx512Vbmi = 3 };
 
 struct Table {
     Level level;
@@ -31,7 +33,7 @@ struct Table {
     void (*chromaTermsWideRow)(const uint8_t*, const uint8_t*, int, int16_t*, int16_t*, int16_t*,
                                int);
     void (*lumaToRgb)(const uint8_t*, const int16_t*, const int16_t*, const int16_t*, uint8_t*,
-                      int);
+                      int, bool);
     void (*halveRows)(const uint8_t*, const uint8_t*, uint8_t*, int);
     void (*averageRows)(const uint8_t*, const uint8_t*, uint8_t*, int);
     uint64_t (*sumSquaredError)(const uint8_t*, const uint8_t*, size_t);
@@ -123,10 +125,12 @@ inline void ChromaTermsWideRow(const uint8_t* u, const uint8_t* v, int n, int16_
 }
 
 // n pixels of one luma row with their chroma terms to packed R, G, B.
+// stream: the output is larger than the caches will keep, so a level that
+// can may write it past them.
 inline void LumaToRgb(const uint8_t* y, const int16_t* tr, const int16_t* tg, const int16_t* tb,
-                      uint8_t* rgb, int n)
+                      uint8_t* rgb, int n, bool stream)
 {
-    Active().lumaToRgb(y, tr, tg, tb, rgb, n);
+    Active().lumaToRgb(y, tr, tg, tb, rgb, n, stream);
 }
 
 // out[i] = rounded mean of the 2x2 block at column 2i of rows r0 and r1.

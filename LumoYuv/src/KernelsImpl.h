@@ -279,48 +279,80 @@ LUMO_INLINE __m512i Quads(int q0, int q1, int q2, int q3, int q4, int q5, int q6
 
 #endif
 
+#if defined(__AVX512BW__)
+
+// Pixels from i on, 64 at a time; returns where it stopped. Streaming stores
+// (Stream, rgb + 3 * i 64-byte aligned) skip reading the output's cache lines
+// first: a frame's RGB is larger than the caches, so that halves the memory
+// traffic of the writes.
+template <bool Stream>
+LUMO_INLINE int LumaToRgb64(const uint8_t* __restrict y, const int16_t* __restrict tr,
+                            const int16_t* __restrict tg, const int16_t* __restrict tb,
+                            uint8_t* __restrict rgb, int i, int n)
+{
+    __m512i masks[3][3];
+    for (int block = 0; block < 3; ++block) {
+        for (int channel = 0; channel < 3; ++channel) {
+            const __m256i half = ShuffleMask(block, channel);
+            masks[block][channel] = _mm512_maskz_broadcast_i64x4(0xff, half);
+        }
+    }
+    for (; i + 64 <= n; i += 64) {
+        const __m512i lumaLo =
+            LumaTerms32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + i)));
+        const __m512i lumaHi =
+            LumaTerms32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + i + 32)));
+        const __m512i ch[3] = {Channel64(lumaLo, lumaHi, tr + i), Channel64(lumaLo, lumaHi, tg + i),
+                               Channel64(lumaLo, lumaHi, tb + i)};
+        // Lane g of each block holds its share of pixels i+16g .. i+16g+15.
+        __m512i o[3];
+        for (int block = 0; block < 3; ++block) {
+            o[block] = _mm512_or_si512(_mm512_or_si512(_mm512_shuffle_epi8(ch[0], masks[block][0]),
+                                                       _mm512_shuffle_epi8(ch[1], masks[block][1])),
+                                       _mm512_shuffle_epi8(ch[2], masks[block][2]));
+        }
+        // Memory order is o0.l0 o1.l0 o2.l0 o0.l1 o1.l1 o2.l1 ... o2.l3.
+        const __m512i t0 = _mm512_permutex2var_epi64(o[0], Quads(0, 1, 8, 9, 2, 3, 2, 3), o[1]);
+        const __m512i t1 = _mm512_permutex2var_epi64(o[1], Quads(2, 3, 10, 11, 4, 5, 4, 5), o[2]);
+        const __m512i t2 = _mm512_permutex2var_epi64(o[2], Quads(4, 5, 14, 15, 6, 7, 6, 7), o[0]);
+        const __m512i out[3] = {_mm512_permutex2var_epi64(t0, Quads(0, 1, 2, 3, 8, 9, 4, 5), o[2]),
+                                _mm512_permutex2var_epi64(t1, Quads(0, 1, 2, 3, 12, 13, 4, 5), o[0]),
+                                _mm512_permutex2var_epi64(t2, Quads(0, 1, 2, 3, 14, 15, 4, 5), o[1])};
+        uint8_t* dst = rgb + 3 * i;
+        for (int k = 0; k < 3; ++k) {
+            if (Stream) {
+                _mm512_stream_si512(reinterpret_cast<__m512i*>(dst + 64 * k), out[k]);
+            } else {
+                _mm512_storeu_si512(dst + 64 * k, out[k]);
+            }
+        }
+    }
+    return i;
+}
+
+#endif
+
 void LumaToRgb(const uint8_t* __restrict y, const int16_t* __restrict tr,
                const int16_t* __restrict tg, const int16_t* __restrict tb, uint8_t* __restrict rgb,
-               int n)
+               int n, bool stream)
 {
     int i = 0;
 #if defined(__AVX512BW__)
     {
-        __m512i masks[3][3];
-        for (int block = 0; block < 3; ++block) {
-            for (int channel = 0; channel < 3; ++channel) {
-                const __m256i half = ShuffleMask(block, channel);
-                masks[block][channel] = _mm512_maskz_broadcast_i64x4(0xff, half);
-            }
-        }
-        for (; i + 64 <= n; i += 64) {
-            const __m512i lumaLo =
-                LumaTerms32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + i)));
-            const __m512i lumaHi =
-                LumaTerms32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + i + 32)));
-            const __m512i ch[3] = {Channel64(lumaLo, lumaHi, tr + i),
-                                   Channel64(lumaLo, lumaHi, tg + i),
-                                   Channel64(lumaLo, lumaHi, tb + i)};
-            // Lane g of each block holds its share of pixels i+16g .. i+16g+15.
-            __m512i o[3];
-            for (int block = 0; block < 3; ++block) {
-                o[block] = _mm512_or_si512(
-                    _mm512_or_si512(_mm512_shuffle_epi8(ch[0], masks[block][0]),
-                                    _mm512_shuffle_epi8(ch[1], masks[block][1])),
-                    _mm512_shuffle_epi8(ch[2], masks[block][2]));
-            }
-            // Memory order is o0.l0 o1.l0 o2.l0 o0.l1 o1.l1 o2.l1 ... o2.l3.
-            const __m512i t0 = _mm512_permutex2var_epi64(o[0], Quads(0, 1, 8, 9, 2, 3, 2, 3), o[1]);
-            const __m512i t1 = _mm512_permutex2var_epi64(o[1], Quads(2, 3, 10, 11, 4, 5, 4, 5), o[2]);
-            const __m512i t2 = _mm512_permutex2var_epi64(o[2], Quads(4, 5, 14, 15, 6, 7, 6, 7), o[0]);
-            uint8_t* dst = rgb + 3 * i;
-            _mm512_storeu_si512(dst, _mm512_permutex2var_epi64(t0, Quads(0, 1, 2, 3, 8, 9, 4, 5), o[2]));
-            _mm512_storeu_si512(dst + 64,
-                                _mm512_permutex2var_epi64(t1, Quads(0, 1, 2, 3, 12, 13, 4, 5), o[0]));
-            _mm512_storeu_si512(dst + 128,
-                                _mm512_permutex2var_epi64(t2, Quads(0, 1, 2, 3, 14, 15, 4, 5), o[1]));
+        // Pixels before the first one whose 3 bytes start a 64-byte line
+        // (3 * 43 = 1 mod 64), done one at a time.
+        const int misaligned = static_cast<int>(reinterpret_cast<uintptr_t>(rgb) % 64);
+        const int lead = (64 - misaligned) % 64 * 43 % 64;
+        if (stream && n >= lead + 256) {
+            LumaToRgbScalar(y, tr, tg, tb, rgb, 0, lead);
+            i = LumaToRgb64<true>(y, tr, tg, tb, rgb, lead, n);
+            _mm_sfence();
+        } else {
+            i = LumaToRgb64<false>(y, tr, tg, tb, rgb, 0, n);
         }
     }
+#else
+    (void)stream;
 #endif
     __m256i masks[3][3];
     for (int block = 0; block < 3; ++block) {
@@ -350,12 +382,94 @@ void LumaToRgb(const uint8_t* __restrict y, const int16_t* __restrict tr,
     LumaToRgbScalar(y, tr, tg, tb, rgb, i, n);
 }
 
+#if defined(__AVX512BW__)
+
+// With AVX512-VBMI each 64-byte block of output is two byte permutes: R and
+// G bytes picked from both registers at once, then B merged in under a
+// mask. The channel registers are used as packus leaves them (lane L holds
+// pixels 8L..8L+7, then 32+8L..32+8L+7), the permutes' indices undoing it.
+struct VbmiIndices {
+    alignas(64) uint8_t redGreen[3][64];
+    alignas(64) uint8_t blue[3][64];
+    uint64_t blueMask[3];
+};
+
+constexpr int PackedPosition(int pixel)
+{
+    return pixel < 32 ? 16 * (pixel / 8) + pixel % 8 : 16 * ((pixel - 32) / 8) + 8 + (pixel - 32) % 8;
+}
+
+VbmiIndices MakeVbmiIndices()
+{
+    VbmiIndices t{};
+    for (int block = 0; block < 3; ++block) {
+        for (int j = 0; j < 64; ++j) {
+            const int at = 64 * block + j;
+            const int position = PackedPosition(at / 3);
+            const int channel = at % 3;
+            t.redGreen[block][j] = static_cast<uint8_t>(channel == 1 ? 64 + position : position);
+            t.blue[block][j] = static_cast<uint8_t>(position);
+            if (channel == 2) {
+                t.blueMask[block] |= uint64_t(1) << j;
+            }
+        }
+    }
+    return t;
+}
+
+__attribute__((target("avx512vbmi"))) void LumaToRgbVbmi(
+    const uint8_t* __restrict y, const int16_t* __restrict tr, const int16_t* __restrict tg,
+    const int16_t* __restrict tb, uint8_t* __restrict rgb, int n, bool stream)
+{
+    static const VbmiIndices indices = MakeVbmiIndices();
+    __m512i redGreen[3];
+    __m512i blue[3];
+    for (int block = 0; block < 3; ++block) {
+        redGreen[block] = _mm512_load_si512(indices.redGreen[block]);
+        blue[block] = _mm512_load_si512(indices.blue[block]);
+    }
+    int i = 0;
+    const int misaligned = static_cast<int>(reinterpret_cast<uintptr_t>(rgb) % 64);
+    const int lead = (64 - misaligned) % 64 * 43 % 64;
+    stream = stream && n >= lead + 256;
+    if (stream) {
+        LumaToRgbScalar(y, tr, tg, tb, rgb, 0, lead);
+        i = lead;
+    }
+    for (; i + 64 <= n; i += 64) {
+        const __m512i lumaLo =
+            LumaTerms32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + i)));
+        const __m512i lumaHi =
+            LumaTerms32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + i + 32)));
+        const __m512i r = _mm512_packus_epi16(Sum32(lumaLo, tr + i), Sum32(lumaHi, tr + i + 32));
+        const __m512i g = _mm512_packus_epi16(Sum32(lumaLo, tg + i), Sum32(lumaHi, tg + i + 32));
+        const __m512i b = _mm512_packus_epi16(Sum32(lumaLo, tb + i), Sum32(lumaHi, tb + i + 32));
+        uint8_t* dst = rgb + 3 * i;
+        for (int block = 0; block < 3; ++block) {
+            const __m512i rg = _mm512_permutex2var_epi8(r, redGreen[block], g);
+            const __m512i out =
+                _mm512_mask_permutexvar_epi8(rg, indices.blueMask[block], blue[block], b);
+            if (stream) {
+                _mm512_stream_si512(reinterpret_cast<__m512i*>(dst + 64 * block), out);
+            } else {
+                _mm512_storeu_si512(dst + 64 * block, out);
+            }
+        }
+    }
+    if (stream) {
+        _mm_sfence();
+    }
+    LumaToRgb(y + i, tr + i, tg + i, tb + i, rgb + 3 * i, n - i, false);
+}
+
+#endif
+
 #else
 
 // Two simple loops per chunk vectorise better than one that packs.
 void LumaToRgb(const uint8_t* __restrict y, const int16_t* __restrict tr,
                const int16_t* __restrict tg, const int16_t* __restrict tb, uint8_t* __restrict rgb,
-               int n)
+               int n, bool)
 {
     constexpr int kChunk = 256;
     uint8_t r[kChunk];
@@ -622,29 +736,24 @@ double SumWindows(const double* __restrict mx, const double* __restrict my,
 
 } // namespace
 
+// Constant-initialised, so a table is complete before any code runs.
+#define LUMO_TABLE(level, lumaToRgb)                                                              \
+    {                                                                                             \
+        level, WidenRow, SplitPairs, NarrowLow10, NarrowHigh10, SplitPairsHigh10, UnpackYUYV,     \
+            UnpackUYVY, UnpackYVYU, ChromaTermsRow, ChromaTermsWideRow, lumaToRgb, HalveRows,     \
+            AverageRows, SumSquaredError, Products, ProductsClamped, VerticalRow,                 \
+            VerticalRowQuad, HorizontalRow, SumWindows                                            \
+    }
+
 extern const Table kTable;
-const Table kTable = {
-    LUMO_KERNEL_LEVEL,
-    WidenRow,
-    SplitPairs,
-    NarrowLow10,
-    NarrowHigh10,
-    SplitPairsHigh10,
-    UnpackYUYV,
-    UnpackUYVY,
-    UnpackYVYU,
-    ChromaTermsRow,
-    ChromaTermsWideRow,
-    LumaToRgb,
-    HalveRows,
-    AverageRows,
-    SumSquaredError,
-    Products,
-    ProductsClamped,
-    VerticalRow,
-    VerticalRowQuad,
-    HorizontalRow,
-    SumWindows,
-};
+constexpr Table kTable = LUMO_TABLE(LUMO_KERNEL_LEVEL, LumaToRgb);
+
+#if defined(__AVX512BW__)
+// The same loops with the VBMI packing of RGB, for processors that have it.
+extern const Table kTableVbmi;
+constexpr Table kTableVbmi = LUMO_TABLE(Level::Avx512Vbmi, LumaToRgbVbmi);
+#endif
+
+#undef LUMO_TABLE
 
 } // namespace lumo::kernels::LUMO_KERNEL_NS

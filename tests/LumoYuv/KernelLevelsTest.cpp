@@ -65,7 +65,7 @@ protected:
     static std::vector<Level> FastLevels()
     {
         std::vector<Level> levels;
-        for (Level level : {Level::Avx2, Level::Avx512}) {
+        for (Level level : {Level::Avx2, Level::Avx512, Level::Avx512Vbmi}) {
             if (lumo::kernels::ForceLevel(level)) {
                 levels.push_back(level);
             } else {
@@ -211,12 +211,16 @@ TEST_F(KernelLevelsTest, RgbLoopsMatchThePortableOnes)
             lumo::kernels::ChromaTermsWideRow(u.data(), v.data(), n, tr.As<int16_t>(),
                                               tg.As<int16_t>(), tb.As<int16_t>(), 2 * n + 1);
             lumo::kernels::LumaToRgb(y.data(), tr.As<int16_t>(), tg.As<int16_t>(),
-                                     tb.As<int16_t>(), rgb.Data(), 2 * n + 1);
+                                     tb.As<int16_t>(), rgb.Data(), 2 * n + 1, false);
+            Guarded streamed(3 * (2 * count + 1));
+            lumo::kernels::LumaToRgb(y.data(), tr.As<int16_t>(), tg.As<int16_t>(),
+                                     tb.As<int16_t>(), streamed.Data(), 2 * n + 1, true);
+            EXPECT_EQ(streamed.Contents(), rgb.Contents());
             lumo::kernels::ChromaTermsRow(u.data(), v.data(), n, tr.As<int16_t>(),
                                           tg.As<int16_t>(), tb.As<int16_t>());
             lumo::kernels::LumaToRgb(y.data(), tr.As<int16_t>(), tg.As<int16_t>(),
-                                     tb.As<int16_t>(), narrow.Data(), n);
-            return Join({&tr, &tg, &tb, &rgb, &narrow});
+                                     tb.As<int16_t>(), narrow.Data(), n, false);
+            return Join({&tr, &tg, &tb, &rgb, &streamed, &narrow});
         });
     }
 }
