@@ -2,6 +2,7 @@
 
 #include "IqaText.h"
 
+#include <charconv>
 #include <cinttypes>
 #include <cmath>
 #include <string>
@@ -10,31 +11,57 @@ namespace lumo_iqa {
 
 namespace {
 
-// inf and nan spelled for the format: JSON has neither, so both are null.
-std::string Number(double v, OutputFormat format)
+// Longest "%.6f" of a double: 309 integer digits, sign, point, 6 decimals.
+constexpr size_t kNumberChars = 330;
+
+// v as "%.6f" would print it (std::to_chars gives the same digits, much
+// faster); inf and nan spelled for the format: JSON has neither, so both are
+// null.
+void AppendNumber(std::string& out, double v, OutputFormat format)
 {
     if (std::isnan(v)) {
-        return format == OutputFormat::Json ? "null" : "nan";
+        out += format == OutputFormat::Json ? "null" : "nan";
+        return;
     }
     if (std::isinf(v)) {
-        return format == OutputFormat::Json ? "null" : (v > 0 ? "inf" : "-inf");
+        out += format == OutputFormat::Json ? "null" : (v > 0 ? "inf" : "-inf");
+        return;
     }
-    char text[64];
-    std::snprintf(text, sizeof(text), "%.6f", v);
-    return text;
+    char text[kNumberChars];
+    const std::to_chars_result r =
+        std::to_chars(text, text + sizeof(text), v, std::chars_format::fixed, 6);
+    out.append(text, r.ptr);
 }
 
-std::string JsonPlanes(const double* v)
+// As printf's "%*s" (right) and "%-*s" (left).
+void AppendAligned(std::string& out, const std::string& text, size_t width, bool left)
 {
-    return "{\"y\":" + Number(v[0], OutputFormat::Json) +
-           ",\"u\":" + Number(v[1], OutputFormat::Json) +
-           ",\"v\":" + Number(v[2], OutputFormat::Json) + "}";
+    const size_t pad = text.size() < width ? width - text.size() : 0;
+    if (!left) {
+        out.append(pad, ' ');
+    }
+    out += text;
+    if (left) {
+        out.append(pad, ' ');
+    }
 }
 
-std::string JsonChroma(const double* v)
+void AppendJsonPlanes(std::string& out, const double* v)
 {
-    return ",\"ssim_u\":" + Number(v[0], OutputFormat::Json) +
-           ",\"ssim_v\":" + Number(v[1], OutputFormat::Json);
+    const char* names[3] = {"{\"y\":", ",\"u\":", ",\"v\":"};
+    for (int p = 0; p < 3; ++p) {
+        out += names[p];
+        AppendNumber(out, v[p], OutputFormat::Json);
+    }
+    out += '}';
+}
+
+void AppendJsonChroma(std::string& out, const double* v)
+{
+    out += ",\"ssim_u\":";
+    AppendNumber(out, v[0], OutputFormat::Json);
+    out += ",\"ssim_v\":";
+    AppendNumber(out, v[1], OutputFormat::Json);
 }
 
 const char* RangeName(lumo::COLOR_SPACE range)
@@ -72,69 +99,82 @@ IqaReportWriter::IqaReportWriter(std::FILE* out, const IqaOptions& options, cons
 {
 }
 
+void IqaReportWriter::Flush()
+{
+    std::fwrite(line.data(), 1, line.size(), out);
+    line.clear();
+}
+
 void IqaReportWriter::Begin()
 {
+    line.clear();
     if (options.format == OutputFormat::Json) {
-        std::fprintf(out,
-                     "{\"a\":%s,\"b\":%s,\"width\":%d,\"height\":%d,\"layout\":%s,%s\"range\":\"%s\",\n",
-                     JsonString(a.path).c_str(), JsonString(b.path).c_str(), a.width, a.height,
-                     JsonString(a.layout.idName).c_str(),
-                     a.layout == b.layout ? "" : ("\"layout_b\":" + JsonString(b.layout.idName) + ",").c_str(),
-                     RangeName(options.range));
-        if (options.summaryOnly) {
-            std::fprintf(out, "\"frame_count\":%" PRId64 ",\n", frames);
-        } else {
-            std::fprintf(out, "\"frames\":[");
+        line += "{\"a\":" + JsonString(a.path) + ",\"b\":" + JsonString(b.path) +
+                ",\"width\":" + std::to_string(a.width) + ",\"height\":" + std::to_string(a.height) +
+                ",\"layout\":" + JsonString(a.layout.idName) + ",";
+        if (a.layout != b.layout) {
+            line += "\"layout_b\":" + JsonString(b.layout.idName) + ",";
         }
+        line += std::string("\"range\":\"") + RangeName(options.range) + "\",\n";
+        if (options.summaryOnly) {
+            line += "\"frame_count\":" + std::to_string(frames) + ",\n";
+        } else {
+            line += "\"frames\":[";
+        }
+        Flush();
         return;
     }
-    const char* chromaColumns = options.perPlaneSsim ? (options.format == OutputFormat::Csv ? ",ssim_u,ssim_v" : "    ssim_u    ssim_v") : "";
-    if (options.format == OutputFormat::Csv) {
-        std::fprintf(out, "frame,mse_y,mse_u,mse_v,psnr_y,psnr_u,psnr_v,ssim%s\n", chromaColumns);
+    const bool csv = options.format == OutputFormat::Csv;
+    if (csv) {
+        line += "frame,mse_y,mse_u,mse_v,psnr_y,psnr_u,psnr_v,ssim";
+        line += options.perPlaneSsim ? ",ssim_u,ssim_v\n" : "\n";
+        Flush();
         return;
     }
     const std::string layout =
         a.layout == b.layout ? a.layout.idName : a.layout.idName + " vs " + b.layout.idName;
-    std::fprintf(out, "# %s vs %s: %dx%d %s, %s range, %" PRId64 " frames\n",
-                 OneLine(a.path).c_str(), OneLine(b.path).c_str(), a.width, a.height,
-                 layout.c_str(), RangeName(options.range), frames);
-    std::fprintf(out, "%-9s %12s %12s %12s %10s %10s %10s %9s%s\n", "frame", "mse_y", "mse_u",
-                 "mse_v", "psnr_y", "psnr_u", "psnr_v", "ssim", chromaColumns);
+    line += "# " + OneLine(a.path) + " vs " + OneLine(b.path) + ": " + std::to_string(a.width) +
+            "x" + std::to_string(a.height) + " " + layout + ", " + RangeName(options.range) +
+            " range, " + std::to_string(frames) + " frames\n";
+    AppendAligned(line, "frame", 9, true);
+    const char* names[] = {"mse_y", "mse_u", "mse_v", "psnr_y", "psnr_u", "psnr_v", "ssim",
+                           "ssim_u", "ssim_v"};
+    const size_t widths[] = {12, 12, 12, 10, 10, 10, 9, 9, 9};
+    for (size_t c = 0; c < (options.perPlaneSsim ? 9u : 7u); ++c) {
+        line += ' ';
+        AppendAligned(line, names[c], widths[c], false);
+    }
+    line += '\n';
+    Flush();
 }
 
 void IqaReportWriter::Row(const std::string& label, const double* mse, const double* psnr,
                           double ssim, const double* ssimChroma)
 {
     const OutputFormat format = options.format;
+    const double values[9] = {mse[0],  mse[1],  mse[2],        psnr[0],      psnr[1],
+                              psnr[2], ssim, ssimChroma[0], ssimChroma[1]};
+    const size_t columns = options.perPlaneSsim ? 9 : 7;
     if (format == OutputFormat::Csv) {
-        std::fprintf(out, "%s", label.c_str());
-        for (int p = 0; p < 3; ++p) {
-            std::fprintf(out, ",%s", Number(mse[p], format).c_str());
+        line += label;
+        for (size_t c = 0; c < columns; ++c) {
+            line += ',';
+            AppendNumber(line, values[c], format);
         }
-        for (int p = 0; p < 3; ++p) {
-            std::fprintf(out, ",%s", Number(psnr[p], format).c_str());
-        }
-        std::fprintf(out, ",%s", Number(ssim, format).c_str());
-        if (options.perPlaneSsim) {
-            std::fprintf(out, ",%s,%s", Number(ssimChroma[0], format).c_str(),
-                         Number(ssimChroma[1], format).c_str());
-        }
-        std::fputc('\n', out);
+        line += '\n';
+        Flush();
         return;
     }
-    std::fprintf(out, "%-9s", label.c_str());
-    for (int p = 0; p < 3; ++p) {
-        std::fprintf(out, " %12s", Number(mse[p], format).c_str());
+    const size_t widths[] = {12, 12, 12, 10, 10, 10, 9, 9, 9};
+    AppendAligned(line, label, 9, true);
+    for (size_t c = 0; c < columns; ++c) {
+        number.clear();
+        AppendNumber(number, values[c], format);
+        line += ' ';
+        AppendAligned(line, number, widths[c], false);
     }
-    for (int p = 0; p < 3; ++p) {
-        std::fprintf(out, " %10s", Number(psnr[p], format).c_str());
-    }
-    std::fprintf(out, " %9s", Number(ssim, format).c_str());
-    if (options.perPlaneSsim) {
-        std::fprintf(out, " %9s %9s", Number(ssimChroma[0], format).c_str(),
-                     Number(ssimChroma[1], format).c_str());
-    }
-    std::fputc('\n', out);
+    line += '\n';
+    Flush();
 }
 
 void IqaReportWriter::Frame(int64_t index, const FrameScore& score)
@@ -144,13 +184,25 @@ void IqaReportWriter::Frame(int64_t index, const FrameScore& score)
         return;
     }
     if (options.format == OutputFormat::Json) {
-        std::fprintf(out, "%s\n{\"frame\":%" PRId64 ",\"mse\":%s,\"psnr\":%s,\"ssim\":%s%s}",
-                     index == 0 ? "" : ",", index, JsonPlanes(score.mse).c_str(),
-                     JsonPlanes(score.psnr).c_str(), Number(score.ssim, OutputFormat::Json).c_str(),
-                     options.perPlaneSsim ? JsonChroma(score.ssimChroma).c_str() : "");
+        line += index == 0 ? "\n{\"frame\":" : ",\n{\"frame\":";
+        char digits[24];
+        line.append(digits, std::to_chars(digits, digits + sizeof(digits), index).ptr);
+        line += ",\"mse\":";
+        AppendJsonPlanes(line, score.mse);
+        line += ",\"psnr\":";
+        AppendJsonPlanes(line, score.psnr);
+        line += ",\"ssim\":";
+        AppendNumber(line, score.ssim, OutputFormat::Json);
+        if (options.perPlaneSsim) {
+            AppendJsonChroma(line, score.ssimChroma);
+        }
+        line += '}';
+        Flush();
         return;
     }
-    Row(std::to_string(index), score.mse, score.psnr, score.ssim, score.ssimChroma);
+    char digits[24];
+    label.assign(digits, std::to_chars(digits, digits + sizeof(digits), index).ptr);
+    Row(label, score.mse, score.psnr, score.ssim, score.ssimChroma);
 }
 
 void IqaReportWriter::End()
@@ -158,13 +210,20 @@ void IqaReportWriter::End()
     summary.Finish();
     const IqaSummary& sum = summary;
     if (options.format == OutputFormat::Json) {
-        std::fprintf(out,
-                     "%s\"average\":{\"mse\":%s,\"psnr_of_mean_mse\":%s,\"mean_psnr\":%s,"
-                     "\"ssim\":%s%s}}\n",
-                     options.summaryOnly ? "" : "],\n", JsonPlanes(sum.meanMse).c_str(),
-                     JsonPlanes(sum.psnrOfMeanMse).c_str(), JsonPlanes(sum.meanPsnr).c_str(),
-                     Number(sum.meanSsim, OutputFormat::Json).c_str(),
-                     options.perPlaneSsim ? JsonChroma(sum.meanSsimChroma).c_str() : "");
+        line += options.summaryOnly ? "" : "],\n";
+        line += "\"average\":{\"mse\":";
+        AppendJsonPlanes(line, sum.meanMse);
+        line += ",\"psnr_of_mean_mse\":";
+        AppendJsonPlanes(line, sum.psnrOfMeanMse);
+        line += ",\"mean_psnr\":";
+        AppendJsonPlanes(line, sum.meanPsnr);
+        line += ",\"ssim\":";
+        AppendNumber(line, sum.meanSsim, OutputFormat::Json);
+        if (options.perPlaneSsim) {
+            AppendJsonChroma(line, sum.meanSsimChroma);
+        }
+        line += "}}\n";
+        Flush();
         return;
     }
     // avg_mse: PSNR of the mean MSE; avg_psnr: mean of the frames' PSNR.

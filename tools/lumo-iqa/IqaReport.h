@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
 namespace lumo_iqa {
 
@@ -28,7 +29,8 @@ private:
 };
 
 // Writes the report as the frames arrive: the header first, one row per
-// frame (unless summary only), the averages at the end.
+// frame (unless summary only), the averages at the end. Each line is built
+// in a buffer kept for the whole report and written with one call.
 class IqaReportWriter : public IqaSink {
 public:
     IqaReportWriter(std::FILE* out, const IqaOptions& options, const IqaInput& a,
@@ -41,6 +43,7 @@ public:
 private:
     void Row(const std::string& label, const double* mse, const double* psnr, double ssim,
              const double* ssimChroma);
+    void Flush();
 
     std::FILE* out;
     const IqaOptions& options;
@@ -48,6 +51,9 @@ private:
     const IqaInput& b;
     int64_t frames;
     IqaSummary summary;
+    std::string line;
+    std::string number;
+    std::string label;
 };
 
 } // namespace lumo_iqa
