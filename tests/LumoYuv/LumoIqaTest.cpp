@@ -737,6 +737,14 @@ TEST_F(LumoIqaTest, HelpThatCannotBeWrittenExitsOne)
     MakePair(16, 8, 2);
     const ToolRun report = Exec(LUMO_IQA_PATH, {"--size", Size(), "--layout", "I420", pathA, pathB}, "/dev/full");
     EXPECT_EQ(report.exit, 1) << report.err;
+    // A long report notices the failure while it runs and stops there.
+    MakePair(16, 8, 50000);
+    const ToolRun longReport =
+        Exec(LUMO_IQA_PATH, {"--size", Size(), "--layout", "I420", pathA, pathB}, "/dev/full");
+    EXPECT_EQ(longReport.exit, 1) << longReport.err;
+    const auto lines = lumo_test::SplitLines(longReport.err);
+    ASSERT_EQ(lines.size(), 1u) << longReport.err;
+    EXPECT_NE(lines[0].find("writing the report failed"), std::string::npos) << lines[0];
 }
 
 TEST_F(LumoIqaTest, HelpListsTheExitCodes)
@@ -782,7 +790,7 @@ TEST_F(LumoIqaTest, OutOfMemoryIsExitFourWithOneLineAndNeverACrash)
     ASSERT_EQ(free.exit, 0) << free.err;
     int outOfMemory = 0;
     int done = 0;
-    for (long kb = 6000; kb <= 40000; kb += 1000) {
+    for (long kb = 6000; kb <= 40000; kb += 2000) {
         SCOPED_TRACE(kb);
         const ToolRun run = IqaLimited(kb, args);
         EXPECT_EQ(run.signal, 0) << run.err;

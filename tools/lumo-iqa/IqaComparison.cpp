@@ -446,10 +446,16 @@ int IqaComparison::Run(IqaSink& sink, std::string& error)
             }
             hold.unlock();
             const int64_t first = batch * shared.batchFrames;
-            for (size_t f = 0; f < slot->scores.size(); ++f) {
-                sink.Frame(first + static_cast<int64_t>(f), slot->scores[f]);
+            bool taken = true;
+            for (size_t f = 0; f < slot->scores.size() && taken; ++f) {
+                taken = sink.Frame(first + static_cast<int64_t>(f), slot->scores[f]);
             }
             hold.lock();
+            if (!taken) {
+                // Nothing more can be written: the rest is not worth scoring.
+                shared.Fail(batch, kExitOutput, "writing the report failed");
+                break;
+            }
             shared.nextWrite = batch + 1;
             shared.changed.notify_all();
         }

@@ -44,7 +44,9 @@ struct IqaInput {
 class IqaSink {
 public:
     virtual ~IqaSink() = default;
-    virtual void Frame(int64_t index, const FrameScore& score) = 0;
+    // False when the frame could not be taken (its output failed): the
+    // comparison then stops.
+    virtual bool Frame(int64_t index, const FrameScore& score) = 0;
 };
 
 // Compares the frames two files have in common. Frames are read and scored

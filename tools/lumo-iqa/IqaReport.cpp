@@ -177,11 +177,11 @@ void IqaReportWriter::Row(const std::string& label, const double* mse, const dou
     Flush();
 }
 
-void IqaReportWriter::Frame(int64_t index, const FrameScore& score)
+bool IqaReportWriter::Frame(int64_t index, const FrameScore& score)
 {
     summary.Add(score);
     if (options.summaryOnly) {
-        return;
+        return true;
     }
     if (options.format == OutputFormat::Json) {
         line += index == 0 ? "\n{\"frame\":" : ",\n{\"frame\":";
@@ -198,11 +198,12 @@ void IqaReportWriter::Frame(int64_t index, const FrameScore& score)
         }
         line += '}';
         Flush();
-        return;
+        return std::ferror(out) == 0;
     }
     char digits[24];
     label.assign(digits, std::to_chars(digits, digits + sizeof(digits), index).ptr);
     Row(label, score.mse, score.psnr, score.ssim, score.ssimChroma);
+    return std::ferror(out) == 0;
 }
 
 void IqaReportWriter::End()

@@ -37,7 +37,8 @@ public:
                     const IqaInput& b, int64_t frames);
 
     void Begin();
-    void Frame(int64_t index, const FrameScore& score) override;
+    // False once writing has failed.
+    bool Frame(int64_t index, const FrameScore& score) override;
     void End();
 
 private:
