@@ -438,7 +438,13 @@ int main(int argc, char** argv)
             }
         }
     }
-    benchmark::Initialize(&argc, argv);
+    // The repetitions of all benchmarks run in random order, so a change of
+    // load on a shared machine falls on both sides of a ratio alike.
+    std::vector<char*> args(argv, argv + argc);
+    char interleave[] = "--benchmark_enable_random_interleaving=true";
+    args.insert(args.begin() + 1, interleave);
+    int count = static_cast<int>(args.size());
+    benchmark::Initialize(&count, args.data());
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     reporter.PrintRatios();
