@@ -13,10 +13,14 @@ namespace lumo {
 namespace {
 
 // Source bytes per band: small enough that a band stays in L2 between being
-// read and being widened.
-constexpr int64_t kBandBytes = 96 * 1024;
+// read and being widened, large enough that the reads (three per band)
+// cost little beside the copying.
+constexpr int64_t kBandBytes = 512 * 1024;
 
 constexpr uint8_t kNeutral = 128;
+
+// RGB frames from this size on are written with streaming stores.
+constexpr int64_t kStreamedRgbBytes = 16 << 20;
 
 using Scratch = MallocPtr<uint8_t>;
 
@@ -224,9 +228,12 @@ int FrameDecoder::DecodeRgb24(uint8_t* dst) const
     const int64_t rawBytes = RawScratchBytes(bandRows);
     const int64_t lumaBand = static_cast<int64_t>(bandRows) * w;
     const int64_t chromaBand = neutral ? 0 : static_cast<int64_t>(bandRows) * geo.chromaWidth;
+    // An output this large leaves the caches before anyone reads it: written
+    // past them, it costs half the memory traffic.
+    const bool stream = 3 * static_cast<int64_t>(w) * h >= kStreamedRgbBytes;
 
     // Terms first and raw next keep both 16-bit arrays aligned.
-    Scratch scratch = Allocate(termBytes + rawBytes + lumaBand + 2 * chromaBand + 3 * w);
+    Scratch scratch = Allocate(termBytes + rawBytes + lumaBand + 2 * chromaBand + w);
     if (!scratch) {
         return YUVReader::READ_ERROR_MEMORY;
     }
@@ -237,15 +244,12 @@ int FrameDecoder::DecodeRgb24(uint8_t* dst) const
     uint8_t* bandY = raw + rawBytes;
     uint8_t* bandU = bandY + lumaBand;
     uint8_t* bandV = bandU + chromaBand;
-    uint8_t* planeR = bandV + chromaBand;
-    uint8_t* planeG = planeR + w;
-    uint8_t* planeB = planeG + w;
+    uint8_t* neutralRow = bandV + chromaBand;
 
     if (neutral) {
-        // Every row shares the terms of U = V = 128; planeR is free until
-        // the first row is converted.
-        std::memset(planeR, kNeutral, static_cast<size_t>(w));
-        kernels::ChromaTermsRow(planeR, planeR, w, termR, termG, termB);
+        // Every row shares the terms of U = V = 128.
+        std::memset(neutralRow, kNeutral, static_cast<size_t>(w));
+        kernels::ChromaTermsRow(neutralRow, neutralRow, w, termR, termG, termB);
     }
     for (int row0 = 0; row0 < h; row0 += bandRows) {
         const int rows = std::min(bandRows, h - row0);
@@ -266,10 +270,8 @@ int FrameDecoder::DecodeRgb24(uint8_t* dst) const
                 }
                 previous = cr;
             }
-            kernels::LumaToRgbPlanes(bandY + static_cast<int64_t>(r - row0) * w, termR, termG,
-                                     termB, planeR, planeG, planeB, w);
-            kernels::InterleaveRgb(planeR, planeG, planeB, dst + static_cast<int64_t>(r) * w * 3,
-                                   w);
+            kernels::LumaToRgb(bandY + static_cast<int64_t>(r - row0) * w, termR, termG, termB,
+                               dst + static_cast<int64_t>(r) * w * 3, w, stream);
         }
     }
     return YUVReader::READ_OK;

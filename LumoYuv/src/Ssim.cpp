@@ -1,6 +1,5 @@
 #include "Ssim.h"
 
-#include "Dispatch.h"
 #include "MallocPtr.h"
 #include "SsimFilters.h"
 #include "lumo/Threads.h"
@@ -26,7 +25,7 @@ constexpr double kC1 = (0.01 * 255) * (0.01 * 255);
 constexpr double kC2 = (0.03 * 255) * (0.03 * 255);
 
 // Output columns per strip: the strip's rolling rows of products stay in L2.
-constexpr int kStrip = 192;
+constexpr int kStrip = 384;
 // Below this many window positions a helper thread costs more than it saves.
 constexpr int64_t kThreadedPositions = 1 << 18;
 // Output rows filtered per vertical sweep, and the rows of products a strip
@@ -36,48 +35,28 @@ constexpr int kRing = kWindow + kGroup - 1;
 // How far ahead of the row being converted its successors are fetched.
 constexpr int kPrefetchRows = 8;
 
-// Written so that equal inputs give num == den bit for bit: x*y and x*x
-// round alike, and doubling is exact. Its file is built without FMA
-// contraction for the same reason.
-LUMO_INLINE double WindowSsim(double muX, double muY, double varianceSum, double covariance)
+// The formula of one window, for the whole-plane case; the per-position
+// sums use the same arithmetic in the kernels. This file is built without
+// FMA contraction, so equal inputs give num == den bit for bit.
+double WindowSsim(double muX, double muY, double varianceSum, double covariance)
 {
     const double num = (2.0 * muX * muY + kC1) * (2.0 * covariance + kC2);
     const double den = (muX * muX + muY * muY + kC1) * (varianceSum + kC2);
     return num / den;
 }
 
-// Sum of the window SSIM over n positions from their Gaussian moments.
-LUMO_KERNEL double SumWindows(const double* __restrict mx, const double* __restrict my,
-                              const double* __restrict mq, const double* __restrict mp, int n)
-{
-    double total = 0.0;
-#pragma omp simd reduction(+ : total)
-    for (int c = 0; c < n; ++c) {
-        const double x = mx[c];
-        const double y = my[c];
-        total += WindowSsim(x, y, mq[c] - (x * x + y * y), mp[c] - x * y);
-    }
-    return total;
-}
-
-template <bool Clamp>
-LUMO_INLINE int Sample(uint8_t v)
-{
-    return Clamp ? std::min(std::max(static_cast<int>(v), 16), 235) : v;
-}
-
 // One window over the whole plane with equal weights. Sums are exact
 // integers, so the variances carry no cancellation error.
-template <bool Clamp>
-double WholePlaneSsim(const uint8_t* a, const uint8_t* b, int64_t count)
+double WholePlaneSsim(const uint8_t* a, const uint8_t* b, int64_t count, int lo, int hi)
 {
+    auto sample = [lo, hi](uint8_t v) { return static_cast<int64_t>(std::clamp<int>(v, lo, hi)); };
     int64_t sx = 0;
     int64_t sy = 0;
     int64_t sq = 0;
     int64_t sp = 0;
     for (int64_t i = 0; i < count; ++i) {
-        const int64_t x = Sample<Clamp>(a[i]);
-        const int64_t y = Sample<Clamp>(b[i]);
+        const int64_t x = sample(a[i]);
+        const int64_t y = sample(b[i]);
         sx += x;
         sy += y;
         sq += x * x + y * y;
@@ -98,6 +77,8 @@ struct Frame {
     int width;
     int height;
     bool clamp;
+    int lo;
+    int hi;
     double g[kWindow];
 };
 
@@ -185,8 +166,8 @@ private:
             }
         }
         if (f.clamp) {
-            ssim::ProductsClamped(f.a + at, f.b + at, cols, Ring(row, 0), Ring(row, 1),
-                                  Ring(row, 2), Ring(row, 3));
+            ssim::ProductsClamped(f.a + at, f.b + at, cols, f.lo, f.hi, Ring(row, 0),
+                                  Ring(row, 1), Ring(row, 2), Ring(row, 3));
         } else {
             ssim::Products(f.a + at, f.b + at, cols, Ring(row, 0), Ring(row, 1), Ring(row, 2),
                            Ring(row, 3));
@@ -198,7 +179,7 @@ private:
         for (int m = 0; m < 4; ++m) {
             ssim::HorizontalRow(Sums(which, m), positions, f.g, Moment(m));
         }
-        return SumWindows(Moment(0), Moment(1), Moment(2), Moment(3), positions);
+        return ssim::SumWindows(Moment(0), Moment(1), Moment(2), Moment(3), positions);
     }
 
     const Frame& f;
@@ -251,14 +232,12 @@ bool RunStrips(const Frame& frame, int strips, int threads, std::vector<double>&
 
 } // namespace
 
-double PlaneSsim(const uint8_t* a, const uint8_t* b, int width, int height, bool clampVideoRange)
+double PlaneSsim(const uint8_t* a, const uint8_t* b, int width, int height, int lo, int hi)
 {
     if (width < kWindow || height < kWindow) {
-        const int64_t count = static_cast<int64_t>(width) * height;
-        return clampVideoRange ? WholePlaneSsim<true>(a, b, count)
-                               : WholePlaneSsim<false>(a, b, count);
+        return WholePlaneSsim(a, b, static_cast<int64_t>(width) * height, lo, hi);
     }
-    Frame frame{a, b, width, height, clampVideoRange, {}};
+    Frame frame{a, b, width, height, lo > 0 || hi < 255, lo, hi, {}};
     GaussianWeights(frame.g);
     const int positionsX = width - kWindow + 1;
     const int positionsY = height - kWindow + 1;

@@ -1,9 +1,11 @@
 #include "lumo/YUVReader.h"
 
+#include "Frame420.h"
 #include "FrameDecoder.h"
 #include "FrameFile.h"
 #include "Kernels.h"
 #include "Layout.h"
+#include "MallocPtr.h"
 #include "Ssim.h"
 
 #include <algorithm>
@@ -17,7 +19,7 @@ namespace lumo {
 
 namespace {
 
-enum class Output { Yuv444, Rgb24 };
+enum class Output { Yuv444, Rgb24, I420 };
 
 void SetStatus(int* status, int value)
 {
@@ -36,6 +38,31 @@ bool ValidSize(int width, int height)
 {
     return width >= 1 && height >= 1 && width <= YUVReader::MAX_DIMENSION &&
            height <= YUVReader::MAX_DIMENSION;
+}
+
+// One stored frame into I420 at out: straight from the file when it already
+// is I420, else through a copy of the stored frame.
+int ReadI420(const Layout& layout, const FrameGeometry& geo, const FrameFile& file, int64_t at,
+             unsigned char* out)
+{
+    if (StoredAsI420(layout)) {
+        return file.ReadAt(out, static_cast<size_t>(geo.frameBytes), at)
+                   ? YUVReader::READ_OK
+                   : YUVReader::READ_ERROR_FILE;
+    }
+    // The stored frame, then the converter's scratch (both malloc-aligned:
+    // the frame's length is even for 16-bit layouts).
+    const int64_t scratchBytes = I420ScratchBytes(layout, geo);
+    MallocPtr<uint8_t> raw(
+        static_cast<uint8_t*>(std::malloc(static_cast<size_t>(geo.frameBytes + scratchBytes))));
+    if (!raw) {
+        return YUVReader::READ_ERROR_MEMORY;
+    }
+    if (!file.ReadAt(raw.get(), static_cast<size_t>(geo.frameBytes), at)) {
+        return YUVReader::READ_ERROR_FILE;
+    }
+    ConvertToI420(layout, geo, raw.get(), out, raw.get() + geo.frameBytes);
+    return YUVReader::READ_OK;
 }
 
 unsigned char* ReadFrame(const YUVReader& reader, Output output, unsigned char* buf, int* status,
@@ -59,15 +86,24 @@ unsigned char* ReadFrame(const YUVReader& reader, Output output, unsigned char* 
         SetStatus(status, YUVReader::READ_ERROR_OFFSET);
         return nullptr;
     }
-    const size_t bytes = 3 * static_cast<size_t>(geo.width) * static_cast<size_t>(geo.height);
+    const size_t plane = static_cast<size_t>(geo.width) * static_cast<size_t>(geo.height);
+    const size_t bytes = output == Output::I420 ? plane * 3 / 2 : 3 * plane;
     unsigned char* out = buf != nullptr ? buf : static_cast<unsigned char*>(std::malloc(bytes));
     if (out == nullptr) {
         SetStatus(status, YUVReader::READ_ERROR_MEMORY);
         return nullptr;
     }
-    const FrameDecoder decoder(*layout, geo, file, at);
-    const int result =
-        output == Output::Yuv444 ? decoder.DecodeYuv444(out) : decoder.DecodeRgb24(out);
+    int result = YUVReader::READ_OK;
+    if (output == Output::I420) {
+        const size_t used = static_cast<size_t>(I420Bytes(geo));
+        result = ReadI420(*layout, geo, file, at, out);
+        if (buf == nullptr && result == YUVReader::READ_OK) {
+            std::memset(out + used, 0, bytes - used);
+        }
+    } else {
+        const FrameDecoder decoder(*layout, geo, file, at);
+        result = output == Output::Yuv444 ? decoder.DecodeYuv444(out) : decoder.DecodeRgb24(out);
+    }
     if (result != YUVReader::READ_OK) {
         if (out != buf) {
             std::free(out);
@@ -126,6 +162,11 @@ unsigned char* YUVReader::ReadFrameRGB24(unsigned char* buf, int* status, long o
     return ReadFrame(*this, Output::Rgb24, buf, status, offset);
 }
 
+unsigned char* YUVReader::ReadFrameYUV420(unsigned char* buf, int* status, long offset) const
+{
+    return ReadFrame(*this, Output::I420, buf, status, offset);
+}
+
 unsigned char* YUVReader::Frame444To420(unsigned char* src, unsigned char* dst, int width,
                                         int height) const
 {
@@ -148,15 +189,23 @@ unsigned char* YUVReader::Frame444To420(unsigned char* src, unsigned char* dst, 
         std::free(dst);
         return nullptr;
     }
-    std::memcpy(out, src, plane);
-    for (size_t p = 0; p < 2; ++p) {
-        const unsigned char* in = src + (p + 1) * plane;
-        unsigned char* to = out + plane + p * chroma;
-        for (int j = 0; j < ch; ++j) {
-            const unsigned char* r0 = in + 2 * static_cast<size_t>(j) * w;
-            kernels::HalveRows(r0, r0 + w, to + static_cast<size_t>(j) * cw, cw);
-        }
+    // Both chroma planes in one pass over their row pairs, each pair
+    // followed by the luma rows it covers, so the three source streams move
+    // together.
+    const unsigned char* inU = src + plane;
+    const unsigned char* inV = src + 2 * plane;
+    unsigned char* toU = out + plane;
+    unsigned char* toV = toU + chroma;
+    for (int j = 0; j < ch; ++j) {
+        const size_t row = 2 * static_cast<size_t>(j) * w;
+        const size_t at = static_cast<size_t>(j) * cw;
+        kernels::HalveRows(inU + row, inU + row + w, toU + at, cw);
+        kernels::HalveRows(inV + row, inV + row + w, toV + at, cw);
+        std::memcpy(out + row, src + row, 2 * w);
     }
+    // An odd last luma row has no chroma row of its own.
+    const size_t done = 2 * static_cast<size_t>(ch) * w;
+    std::memcpy(out + done, src + done, plane - done);
     // Odd sizes leave a few bytes past the planes; zero them so the whole
     // buffer is defined.
     std::memset(out + plane + 2 * chroma, 0, bytes - plane - 2 * chroma);
@@ -191,7 +240,32 @@ double YUVReader::CallSsimIqa(unsigned char* a, unsigned char* b, int width, int
     if (a == nullptr || b == nullptr || !ValidSize(width, height)) {
         return std::nan("");
     }
-    return PlaneSsim(a, b, width, height, cs == COLOR_SPACE_VIDEO_RANGE);
+    const bool video = cs == COLOR_SPACE_VIDEO_RANGE;
+    return PlaneSsim(a, b, width, height, video ? 16 : 0, video ? 235 : 255);
+}
+
+void YUVReader::CallSsimPlanes(double* ssim, unsigned char* a, unsigned char* b, int width,
+                               int height, COLOR_SPACE cs) const
+{
+    if (ssim == nullptr) {
+        return;
+    }
+    const double nan = std::nan("");
+    if (a == nullptr || b == nullptr || !ValidSize(width, height)) {
+        ssim[0] = ssim[1] = ssim[2] = nan;
+        return;
+    }
+    const bool video = cs == COLOR_SPACE_VIDEO_RANGE;
+    ssim[0] = PlaneSsim(a, b, width, height, video ? 16 : 0, video ? 235 : 255);
+    const int cw = width / 2;
+    const int ch = height / 2;
+    const size_t plane = static_cast<size_t>(width) * static_cast<size_t>(height);
+    const size_t chroma = static_cast<size_t>(cw) * static_cast<size_t>(ch);
+    for (int p = 1; p <= 2; ++p) {
+        const size_t at = plane + (p - 1) * chroma;
+        ssim[p] = chroma == 0 ? nan
+                              : PlaneSsim(a + at, b + at, cw, ch, video ? 16 : 0, video ? 240 : 255);
+    }
 }
 
 } // namespace lumo

@@ -1,12 +1,17 @@
 #include "IqaComparison.h"
 
+#include "IqaText.h"
+
+#include "lumo/RawFormatGuess.h"
 #include "lumo/Threads.h"
+#include "lumo/YUVReader.h"
+#include "lumo/YUVTypeInstance.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cstdlib>
-#include <memory>
+#include <cmath>
+#include <condition_variable>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
 
@@ -14,72 +19,367 @@ namespace lumo_iqa {
 
 namespace {
 
-struct FreeDeleter {
-    void operator()(unsigned char* p) const { std::free(p); }
-};
-using Buffer = std::unique_ptr<unsigned char, FreeDeleter>;
+// I420 bytes a batch of frames aims at: large enough that tiny frames do
+// not cost a lock and two reads each, small enough to stay in cache.
+constexpr int64_t kBatchBytes = 1 << 20;
+constexpr int64_t kMostBatchFrames = 4096;
 
-std::string SizeText(const IqaOptions& o)
+std::string SizeText(int width, int height)
 {
-    return std::to_string(o.width) + "x" + std::to_string(o.height);
+    return std::to_string(width) + "x" + std::to_string(height);
 }
 
 } // namespace
 
-IqaComparison::IqaComparison(const IqaOptions& options)
-    : options(options), readerA(options.pathA, options.width, options.height, options.layout),
-      readerB(options.pathB, options.width, options.height, options.layout)
+// What the threads of one run share, under one lock. Batch b is scored into
+// slot b % slots.size(); it may be claimed once the writer has taken batch
+// b - slots.size() out of that slot.
+struct IqaComparison::Shared {
+    struct Slot {
+        int64_t batch = -1;
+        bool done = false;
+        std::vector<FrameScore> scores;
+    };
+
+    std::mutex lock;
+    std::condition_variable changed;
+    int64_t batches = 0;
+    int64_t batchFrames = 1;
+    int64_t frames = 0;
+    int64_t nextClaim = 0;
+    int64_t nextWrite = 0;
+    std::vector<Slot> slots;
+    // The earliest batch that failed, its exit code and reason.
+    int64_t failedBatch = INT64_MAX;
+    int failCode = kExitOk;
+    std::string failReason;
+
+    bool Claimable() const
+    {
+        return failedBatch == INT64_MAX && nextClaim < batches &&
+               nextClaim < nextWrite + static_cast<int64_t>(slots.size());
+    }
+
+    // Under the lock. The reason may not fit in memory: the code then says
+    // so on its own.
+    void Fail(int64_t batch, int code, const char* reason)
+    {
+        if (batch >= failedBatch) {
+            return;
+        }
+        failedBatch = batch;
+        failCode = code;
+        try {
+            failReason = reason;
+        } catch (const std::bad_alloc&) {
+            failCode = kExitMemory;
+            failReason.clear();
+        }
+    }
+};
+
+// Reads and scores batches; one per thread, each with its own open files
+// and buffers.
+class IqaComparison::Worker {
+public:
+    Worker(const IqaComparison& owner, Shared& shared) : owner(owner), shared(shared) {}
+
+    // Claims and scores batches until none is left or one failed.
+    void Loop()
+    {
+        for (;;) {
+            int64_t batch = 0;
+            {
+                std::unique_lock<std::mutex> hold(shared.lock);
+                shared.changed.wait(hold, [this] {
+                    return shared.Claimable() || shared.failedBatch != INT64_MAX ||
+                           shared.nextClaim >= shared.batches;
+                });
+                if (!shared.Claimable()) {
+                    return;
+                }
+                batch = shared.nextClaim++;
+                Claim(batch);
+            }
+            Score(batch);
+        }
+    }
+
+    // Under the lock: batch takes its slot.
+    void Claim(int64_t batch)
+    {
+        Shared::Slot& slot = shared.slots[static_cast<size_t>(batch) % shared.slots.size()];
+        slot.batch = batch;
+        slot.done = false;
+    }
+
+    // Outside the lock: reads and scores batch, then marks it done or
+    // failed. No exception leaves.
+    void Score(int64_t batch)
+    {
+        int code = kExitOk;
+        std::string reason;
+        try {
+            code = Compute(batch, reason);
+        } catch (const std::bad_alloc&) {
+            code = kExitMemory;
+        }
+        std::lock_guard<std::mutex> hold(shared.lock);
+        if (code == kExitOk) {
+            shared.slots[static_cast<size_t>(batch) % shared.slots.size()].done = true;
+        } else {
+            shared.Fail(batch, code, code == kExitMemory && reason.empty() ? "out of memory" : reason.c_str());
+        }
+        shared.changed.notify_all();
+    }
+
+private:
+    int Compute(int64_t batch, std::string& reason)
+    {
+        if (!opened) {
+            const int code = OpenBoth(reason);
+            if (code != kExitOk) {
+                return code;
+            }
+            opened = true;
+        }
+        const int64_t first = batch * shared.batchFrames;
+        const int count = static_cast<int>(std::min(shared.batchFrames, shared.frames - first));
+        Shared::Slot& slot = shared.slots[static_cast<size_t>(batch) % shared.slots.size()];
+        slot.scores.resize(static_cast<size_t>(count));
+        framesA.resize(static_cast<size_t>(count));
+        framesB.resize(static_cast<size_t>(count));
+        const IqaInput* inputs[2] = {&owner.a, &owner.b};
+        lumo::YUVFrameFile* files[2] = {&fileA, &fileB};
+        const unsigned char** pointers[2] = {framesA.data(), framesB.data()};
+        for (int i = 0; i < 2; ++i) {
+            const int status = files[i]->ReadI420(first, count, pointers[i]);
+            if (status != lumo::YUVReader::READ_OK) {
+                return ReadFailure(status, *inputs[i], first, count, reason);
+            }
+        }
+        const int w = owner.a.width;
+        const int h = owner.a.height;
+        const lumo::YUVReader receiver;
+        for (int f = 0; f < count; ++f) {
+            FrameScore& score = slot.scores[static_cast<size_t>(f)];
+            auto* pa = const_cast<unsigned char*>(framesA[static_cast<size_t>(f)]);
+            auto* pb = const_cast<unsigned char*>(framesB[static_cast<size_t>(f)]);
+            receiver.CallPSNR(score.psnr, pa, pb, w, h, score.mse);
+            if (owner.options.perPlaneSsim) {
+                double planes[3];
+                receiver.CallSsimPlanes(planes, pa, pb, w, h, owner.options.range);
+                score.ssim = planes[0];
+                score.ssimChroma[0] = planes[1];
+                score.ssimChroma[1] = planes[2];
+            } else {
+                score.ssim = receiver.CallSsimIqa(pa, pb, w, h, owner.options.range);
+                score.ssimChroma[0] = score.ssimChroma[1] = std::nan("");
+            }
+            // SSIM of frames this size is a number unless its working memory
+            // could not be had.
+            const bool chroma = owner.options.perPlaneSsim && w > 1 && h > 1;
+            if (std::isnan(score.ssim) ||
+                (chroma && (std::isnan(score.ssimChroma[0]) || std::isnan(score.ssimChroma[1])))) {
+                reason = "out of memory computing the SSIM of frame " + std::to_string(first + f);
+                return kExitMemory;
+            }
+        }
+        return kExitOk;
+    }
+
+    int OpenBoth(std::string& reason)
+    {
+        int code = owner.Open(owner.a, fileA, reason);
+        if (code == kExitOk) {
+            code = owner.Open(owner.b, fileB, reason);
+        }
+        return code;
+    }
+
+    static int ReadFailure(int status, const IqaInput& input, int64_t first, int count,
+                           std::string& reason)
+    {
+        const std::string frames = count == 1 ? "frame " + std::to_string(first)
+                                              : "frames " + std::to_string(first) + ".." +
+                                                    std::to_string(first + count - 1);
+        if (status == lumo::YUVReader::READ_ERROR_MEMORY) {
+            reason = "out of memory reading " + frames;
+            return kExitMemory;
+        }
+        if (status == lumo::YUVReader::READ_ERROR_HEADER) {
+            reason = Quoted(input.path) + ": a frame among " + frames +
+                     " does not start with its FRAME line";
+        } else {
+            reason = "reading " + frames + " of " + Quoted(input.path) + " failed (status " +
+                     std::to_string(status) + ")";
+        }
+        return kExitInput;
+    }
+
+    const IqaComparison& owner;
+    Shared& shared;
+    bool opened = false;
+    lumo::YUVFrameFile fileA;
+    lumo::YUVFrameFile fileB;
+    std::vector<const unsigned char*> framesA;
+    std::vector<const unsigned char*> framesB;
+};
+
+IqaComparison::IqaComparison(const IqaOptions& options) : options(options)
 {
+    a.path = options.pathA;
+    b.path = options.pathB;
 }
 
-int IqaComparison::FrameCount() const
+IqaComparison::~IqaComparison() = default;
+
+int64_t IqaComparison::FrameCount() const
 {
     return frames;
 }
 
-int IqaComparison::CheckFile(const lumo::YUVReader& reader, int& count, std::string& error) const
+const IqaInput& IqaComparison::InputA() const
 {
-    count = reader.GetFrameCount();
-    if (count > 0) {
-        return kExitOk;
-    }
-    // No whole frame: tell a missing file from a short one.
-    int status = 0;
-    unsigned char* frame = reader.ReadFrameYUV444(nullptr, &status, 0);
-    std::free(frame);
-    if (status == lumo::YUVReader::READ_ERROR_FILE) {
-        error = "cannot read '" + reader.path + "'";
-    } else {
-        error = "'" + reader.path + "' holds no whole " + SizeText(options) + " " +
-                options.layout.idName + " frame (" + std::to_string(reader.GetFrameLen()) +
-                " bytes each)";
-    }
-    return kExitInput;
+    return a;
 }
 
-int IqaComparison::Prepare(std::string& error, std::string& note)
+const IqaInput& IqaComparison::InputB() const
 {
-    if (readerA.GetFrameLen() == 0) {
-        error = "size " + SizeText(options) + " is not valid for layout " + options.layout.idName;
-        if (options.width % 2 != 0) {
+    return b;
+}
+
+int IqaComparison::Open(const IqaInput& input, lumo::YUVFrameFile& file, std::string& error) const
+{
+    int status = 0;
+    std::string why;
+    if (input.y4m) {
+        status = file.OpenY4M(input.path, why);
+    } else {
+        status = file.OpenRaw(input.path, input.width, input.height, input.layout);
+    }
+    switch (status) {
+    case lumo::YUVReader::READ_OK:
+        return kExitOk;
+    case lumo::YUVReader::READ_ERROR_MEMORY:
+        error = "out of memory opening " + Quoted(input.path);
+        return kExitMemory;
+    case lumo::YUVReader::READ_ERROR_HEADER:
+        error = Quoted(input.path) + ": bad Y4M header: " + why;
+        return kExitInput;
+    case lumo::YUVReader::READ_ERROR_FORMAT:
+        error = "size " + SizeText(input.width, input.height) + " is not valid for layout " +
+                input.layout.idName;
+        if (input.width % 2 != 0) {
             error += " (packed 4:2:2 layouts need an even width)";
         }
         return kExitUsage;
+    default:
+        error = "cannot read " + Quoted(input.path);
+        return kExitInput;
     }
-    int countA = 0;
-    int countB = 0;
-    int code = CheckFile(readerA, countA, error);
-    if (code == kExitOk) {
-        code = CheckFile(readerB, countB, error);
+}
+
+int IqaComparison::Describe(IqaInput& input, const IqaInput* other,
+                            std::vector<std::string>& notes, std::string& error) const
+{
+    input.width = options.width;
+    input.height = options.height;
+    input.layout = options.layout;
+    lumo::RawFormatGuess guess;
+    lumo::GuessRawFormat(input.path, guess);
+    std::string from;
+    const bool needSize = input.width == 0;
+    const bool needLayout = input.layout == lumo::YUVType::YUV_TYPE_UNKNOW;
+    if (needSize && guess.width > 0) {
+        input.width = guess.width;
+        input.height = guess.height;
+        from = "size from the file name";
+    } else if (needSize && other != nullptr) {
+        input.width = other->width;
+        input.height = other->height;
+        from = "size from " + Quoted(other->path);
     }
-    if (code != kExitOk) {
-        return code;
+    if (input.width == 0) {
+        error = "no size for " + Quoted(input.path) +
+                ": give --size WxH, or name the file like clip_1920x1080_i420.yuv";
+        return kExitUsage;
     }
-    frames = std::min(countA, countB);
-    if (countA != countB) {
-        note = "'" + options.pathA + "' has " + std::to_string(countA) + " frames, '" +
-               options.pathB + "' " + std::to_string(countB) + "; comparing the first " +
-               std::to_string(frames);
+    if (needLayout) {
+        std::string said;
+        if (guess.type != lumo::YUVType::YUV_TYPE_UNKNOW) {
+            input.layout = guess.type;
+            said = "layout from the file name";
+        } else if (other != nullptr) {
+            input.layout = other->layout;
+            said = "layout from " + Quoted(other->path);
+        } else {
+            input.layout = lumo::YUVType::YUV_TYPE_I420;
+            said = "layout I420 assumed (give --layout ID to choose)";
+        }
+        from += (from.empty() ? "" : ", ") + said;
+    }
+    if (!from.empty()) {
+        notes.push_back(Quoted(input.path) + " read as " + SizeText(input.width, input.height) +
+                        " " + input.layout.idName + " (" + from + ")");
+    }
+    return kExitOk;
+}
+
+int IqaComparison::Prepare(std::string& error, std::vector<std::string>& notes)
+{
+    IqaInput* inputs[2] = {&a, &b};
+    // Y4M streams first: a raw file without a size takes the stream's.
+    for (IqaInput* input : inputs) {
+        input->y4m = lumo::YUVFrameFile::IsY4MFile(input->path);
+        if (input->y4m) {
+            lumo::YUVFrameFile file;
+            const int code = Open(*input, file, error);
+            if (code != kExitOk) {
+                return code;
+            }
+            input->width = file.Width();
+            input->height = file.Height();
+            input->layout = file.Type();
+            input->frames = file.FrameCount();
+        }
+    }
+    for (int i = 0; i < 2; ++i) {
+        IqaInput& input = *inputs[i];
+        if (input.y4m) {
+            continue;
+        }
+        const IqaInput& other = *inputs[1 - i];
+        int code = Describe(input, other.y4m ? &other : nullptr, notes, error);
+        lumo::YUVFrameFile file;
+        if (code == kExitOk) {
+            code = Open(input, file, error);
+        }
+        if (code != kExitOk) {
+            return code;
+        }
+        input.frames = file.FrameCount();
+    }
+    for (IqaInput* input : inputs) {
+        if (input->frames == 0) {
+            const lumo::YUVReader reader(input->path, input->width, input->height, input->layout);
+            error = Quoted(input->path) + " holds no whole " +
+                    SizeText(input->width, input->height) + " " + input->layout.idName +
+                    " frame (" + std::to_string(reader.GetFrameLen()) + " bytes each)";
+            return kExitInput;
+        }
+    }
+    if (a.width != b.width || a.height != b.height) {
+        error = "the inputs differ in size: " + Quoted(a.path) + " is " +
+                SizeText(a.width, a.height) + ", " + Quoted(b.path) + " " +
+                SizeText(b.width, b.height);
+        return kExitInput;
+    }
+    frames = std::min(a.frames, b.frames);
+    if (a.frames != b.frames) {
+        notes.push_back(Quoted(a.path) + " has " + std::to_string(a.frames) + " frames, " +
+                        Quoted(b.path) + " " + std::to_string(b.frames) + "; comparing the first " +
+                        std::to_string(frames));
     }
     if (options.maxFrames > 0) {
         frames = std::min(frames, options.maxFrames);
@@ -87,68 +387,95 @@ int IqaComparison::Prepare(std::string& error, std::string& note)
     return kExitOk;
 }
 
-bool IqaComparison::ScoreFrame(int frame, FrameScore& score, std::string& error) const
+int IqaComparison::Run(IqaSink& sink, std::string& error)
 {
-    const long offset = static_cast<long>(frame * readerA.GetFrameLen());
-    const int w = options.width;
-    const int h = options.height;
-    const lumo::YUVReader* readers[2] = {&readerA, &readerB};
-    Buffer planar[2];
-    for (int i = 0; i < 2; ++i) {
-        int status = 0;
-        Buffer full(readers[i]->ReadFrameYUV444(nullptr, &status, offset));
-        if (!full || status < 1) {
-            error = "reading frame " + std::to_string(frame) + " of '" + readers[i]->path +
-                    "' failed (status " + std::to_string(status) + ")";
-            return false;
-        }
-        planar[i].reset(readers[i]->Frame444To420(full.get(), nullptr, w, h));
-        if (!planar[i]) {
-            error = "out of memory converting frame " + std::to_string(frame);
-            return false;
-        }
-    }
-    readerA.CallPSNR(score.psnr, planar[0].get(), planar[1].get(), w, h, score.mse);
-    score.ssim = readerA.CallSsimIqa(planar[0].get(), planar[1].get(), w, h, options.range);
-    return true;
-}
-
-int IqaComparison::Run(std::vector<FrameScore>& scores, std::string& error) const
-{
-    scores.assign(static_cast<size_t>(frames), FrameScore());
-    const int workers =
-        std::max(1, std::min(frames, static_cast<int>(std::thread::hardware_concurrency())));
-    if (workers > 1) {
-        // Frames already keep every core busy; SSIM need not split them too.
+    Shared shared;
+    const int64_t frameBytes = static_cast<int64_t>(a.width) * a.height * 3 / 2 + 1;
+    shared.frames = frames;
+    shared.batchFrames = std::clamp<int64_t>(kBatchBytes / frameBytes, 1, kMostBatchFrames);
+    shared.batches = (frames + shared.batchFrames - 1) / shared.batchFrames;
+    const int64_t cores = std::clamp<int64_t>(std::thread::hardware_concurrency(), 1, 64);
+    const int64_t helpers = std::min(cores, shared.batches);
+    // Room for every thread's batch and as many again waiting to be written.
+    shared.slots.resize(static_cast<size_t>(2 * helpers + 2));
+    if (helpers > 1) {
+        // Batches already keep every core busy; SSIM need not split them too.
         lumo::SetMaxThreads(1);
     }
-    std::atomic<int> next{0};
-    std::atomic<bool> failed{false};
-    std::mutex errorLock;
-    auto work = [&]() {
-        for (int f = next++; f < frames && !failed; f = next++) {
-            std::string why;
-            if (!ScoreFrame(f, scores[static_cast<size_t>(f)], why)) {
-                std::lock_guard<std::mutex> lock(errorLock);
-                if (!failed.exchange(true)) {
-                    error = why;
-                }
-            }
-        }
-    };
-    std::vector<std::thread> helpers;
-    for (int i = 1; i < workers; ++i) {
+
+    std::vector<std::unique_ptr<Worker>> workers;
+    std::vector<std::thread> threads;
+    workers.reserve(static_cast<size_t>(helpers) + 1);
+    threads.reserve(static_cast<size_t>(helpers));
+    for (int64_t i = 0; i < helpers; ++i) {
         try {
-            helpers.emplace_back(work);
+            workers.push_back(std::make_unique<Worker>(*this, shared));
+            threads.emplace_back(&Worker::Loop, workers.back().get());
         } catch (const std::system_error&) {
-            break; // fewer helpers: the frames still all get done
+            workers.pop_back();
+            break; // fewer helpers: the writer scores what nobody claims
+        } catch (const std::bad_alloc&) {
+            break;
         }
     }
-    work();
-    for (std::thread& t : helpers) {
+    // The writer's own worker, for batches it finds unclaimed.
+    Worker own(*this, shared);
+
+    // The sink may run out of memory: the helpers are stopped and joined
+    // all the same.
+    try {
+        for (int64_t batch = 0; batch < shared.batches; ++batch) {
+            Shared::Slot* slot = &shared.slots[static_cast<size_t>(batch) % shared.slots.size()];
+            std::unique_lock<std::mutex> hold(shared.lock);
+            for (;;) {
+                if (batch >= shared.failedBatch || (slot->batch == batch && slot->done)) {
+                    break;
+                }
+                if (shared.nextClaim == batch && shared.Claimable()) {
+                    ++shared.nextClaim;
+                    own.Claim(batch);
+                    hold.unlock();
+                    own.Score(batch);
+                    hold.lock();
+                    continue;
+                }
+                shared.changed.wait(hold);
+            }
+            if (batch >= shared.failedBatch) {
+                break;
+            }
+            hold.unlock();
+            const int64_t first = batch * shared.batchFrames;
+            bool taken = true;
+            for (size_t f = 0; f < slot->scores.size() && taken; ++f) {
+                taken = sink.Frame(first + static_cast<int64_t>(f), slot->scores[f]);
+            }
+            hold.lock();
+            if (!taken) {
+                // Nothing more can be written: the rest is not worth scoring.
+                shared.Fail(batch, kExitOutput, "writing the report failed");
+                break;
+            }
+            shared.nextWrite = batch + 1;
+            shared.changed.notify_all();
+        }
+    } catch (const std::bad_alloc&) {
+        std::lock_guard<std::mutex> hold(shared.lock);
+        shared.Fail(shared.nextWrite, kExitMemory, "out of memory");
+    }
+    {
+        // A failure stops the helpers; without one they are done already.
+        std::lock_guard<std::mutex> hold(shared.lock);
+        shared.changed.notify_all();
+    }
+    for (std::thread& t : threads) {
         t.join();
     }
-    return failed ? kExitInput : kExitOk;
+    if (shared.failedBatch != INT64_MAX) {
+        error = shared.failReason.empty() ? "out of memory" : shared.failReason;
+        return shared.failCode;
+    }
+    return kExitOk;
 }
 
 } // namespace lumo_iqa

@@ -1,4 +1,4 @@
-// lumo-iqa: frame-by-frame PSNR, MSE and SSIM of two raw YUV files, computed
+// lumo-iqa: frame-by-frame PSNR, MSE and SSIM of two YUV files, computed
 // with LumoYuv. See IqaUsage() for the command line.
 
 #include "IqaComparison.h"
@@ -6,6 +6,7 @@
 #include "IqaReport.h"
 
 #include <cstdio>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,16 @@ int Fail(int code, const std::string& message)
     return code;
 }
 
-} // namespace
+// Whatever was written must have reached standard output.
+int Flushed()
+{
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        return Fail(kExitOutput, "writing the report failed");
+    }
+    return kExitOk;
+}
 
-int main(int argc, char** argv)
+int Run(int argc, char** argv)
 {
     IqaOptions options;
     std::string error;
@@ -30,22 +38,39 @@ int main(int argc, char** argv)
     }
     if (options.help) {
         std::fputs(IqaUsage().c_str(), stdout);
-        return kExitOk;
+        return Flushed();
     }
     IqaComparison comparison(options);
-    std::string note;
-    const int prepared = comparison.Prepare(error, note);
+    std::vector<std::string> notes;
+    const int prepared = comparison.Prepare(error, notes);
+    for (const std::string& note : notes) {
+        std::fprintf(stderr, "lumo-iqa: note: %s\n", note.c_str());
+    }
     if (prepared != kExitOk) {
         return Fail(prepared, error);
     }
-    if (!note.empty()) {
-        std::fprintf(stderr, "lumo-iqa: note: %s\n", note.c_str());
-    }
-    std::vector<FrameScore> scores;
-    const int ran = comparison.Run(scores, error);
+    IqaReportWriter report(stdout, options, comparison.InputA(), comparison.InputB(),
+                           comparison.FrameCount());
+    report.Begin();
+    const int ran = comparison.Run(report, error);
     if (ran != kExitOk) {
+        std::fflush(stdout);
         return Fail(ran, error);
     }
-    WriteIqaReport(stdout, options, scores);
-    return std::fflush(stdout) == 0 ? kExitOk : Fail(kExitOutput, "writing the report failed");
+    report.End();
+    return Flushed();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // Out of memory anywhere ends here, with a message that needs none.
+    try {
+        return Run(argc, argv);
+    } catch (const std::bad_alloc&) {
+        std::fflush(stdout);
+        std::fputs("lumo-iqa: out of memory\n", stderr);
+        return kExitMemory;
+    }
 }

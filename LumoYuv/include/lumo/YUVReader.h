@@ -33,6 +33,9 @@ public:
     static constexpr int READ_ERROR_FORMAT = -3;
     // The result buffer could not be allocated.
     static constexpr int READ_ERROR_MEMORY = -4;
+    // A YUV4MPEG2 stream or frame header is missing or malformed
+    // (YUVFrameFile only).
+    static constexpr int READ_ERROR_HEADER = -5;
 
     // Largest width or height accepted.
     static constexpr int MAX_DIMENSION = 1 << 20;
@@ -66,6 +69,16 @@ public:
     // within 1 of the exact result rounded to nearest.
     unsigned char* ReadFrameRGB24(unsigned char* buf, int* status, long offset) const;
 
+    // As ReadFrameYUV444, but the result is 4:2:0 (I420, layout above): the
+    // same bytes as ReadFrameYUV444 followed by Frame444To420, read without
+    // the detour. 4:2:0 layouts are taken as they are (I420 straight from
+    // the file), 4:2:2 chroma rows are averaged in pairs, 4:4:4 chroma over
+    // 2x2 blocks, and frames without chroma get 128.
+    // buf null: the result is malloc'ed here, w*h*3/2 bytes as from
+    // Frame444To420, the bytes past the planes zero. buf non-null: it must
+    // hold w*h + 2*(w/2)*(h/2) bytes and is filled and returned.
+    unsigned char* ReadFrameYUV420(unsigned char* buf, int* status, long offset) const;
+
     // Converts a 4:4:4 frame (layout above) to 4:2:0: Y copied, each chroma
     // sample the rounded mean (a+b+c+d+2)/4 of its 2x2 block; an odd last
     // row or column is left out. dst is the buffer an earlier call returned,
@@ -90,9 +103,19 @@ public:
     // over the whole plane with equal weights. Identical planes give
     // exactly 1. Large frames are spread over the threads SetMaxThreads
     // allows (lumo/Threads.h); the result does not depend on their number.
-    // NaN for null frames or a size outside 1..MAX_DIMENSION.
+    // NaN for null frames, a size outside 1..MAX_DIMENSION, or when the
+    // working memory (a few hundred kilobytes per thread) cannot be had.
     double CallSsimIqa(unsigned char* a, unsigned char* b, int width, int height,
                        COLOR_SPACE cs) const;
+
+    // SSIM of each plane of two 4:2:0 frames into ssim[0..2] (Y, U, V), the
+    // chroma planes measured as luma is, at their own (w/2) x (h/2) size.
+    // ssim[0] equals CallSsimIqa. With COLOR_SPACE_VIDEO_RANGE chroma is
+    // clamped to 16..240 (luma to 16..235). A plane with no samples (w or h
+    // of 1) gives NaN, and so do null pointers or a size outside
+    // 1..MAX_DIMENSION.
+    void CallSsimPlanes(double* ssim, unsigned char* a, unsigned char* b, int width, int height,
+                        COLOR_SPACE cs) const;
 
     std::string path;
     int width;
