@@ -15,6 +15,7 @@
 #include <signal.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <thread>
 
@@ -154,7 +155,8 @@ int ServiceServer::Run(const std::string& host, int port, const std::string& cer
     // SIGTERM and SIGINT stop the server; SIGUSR1 only wakes this thread when
     // the server ended by itself.
     std::atomic<bool> stopRequested(false);
-    std::thread signals([&server, &stopRequested] {
+    std::atomic<bool> listenEnded(false);
+    std::thread signals([&server, &stopRequested, &listenEnded] {
         sigset_t set;
         sigemptyset(&set);
         sigaddset(&set, SIGTERM);
@@ -165,10 +167,16 @@ int ServiceServer::Run(const std::string& host, int port, const std::string& cer
         if (received != SIGUSR1) {
             stopRequested = true;
             std::fprintf(stderr, "lumo-service: stopping after the requests under way\n");
+            // stop() does nothing until the server has entered its accept
+            // loop, and a signal may come as soon as "listening on" is out.
+            while (!server.is_running() && !listenEnded) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
             server.stop();
         }
     });
     const bool listened = server.listen_after_bind();
+    listenEnded = true;
     pthread_kill(signals.native_handle(), SIGUSR1);
     signals.join();
     std::fprintf(stderr, "lumo-service: stopped\n");

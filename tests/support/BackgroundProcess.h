@@ -1,0 +1,227 @@
+#ifndef LUMO_TESTS_BACKGROUNDPROCESS_H
+#define LUMO_TESTS_BACKGROUNDPROCESS_H
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+extern char** environ;
+
+namespace lumo_test {
+
+// The calling process's environment as a map, to be changed and handed to
+// BackgroundProcess::Start.
+inline std::map<std::string, std::string> CurrentEnvironment()
+{
+    std::map<std::string, std::string> variables;
+    for (char** entry = environ; *entry != nullptr; entry++) {
+        const std::string text(*entry);
+        const size_t equals = text.find('=');
+        if (equals != std::string::npos) {
+            variables[text.substr(0, equals)] = text.substr(equals + 1);
+        }
+    }
+    return variables;
+}
+
+// A program running beside the test, in a process group of its own, with
+// its standard output and error in one file. It is killed (with its whole
+// group) when the object goes away, and it dies with the test.
+class BackgroundProcess {
+public:
+    BackgroundProcess() = default;
+    ~BackgroundProcess()
+    {
+        // The group outlives its first process when that left children
+        // behind.
+        if (group > 0) {
+            kill(-group, SIGKILL);
+            Wait(std::chrono::seconds(30));
+        }
+    }
+    BackgroundProcess(const BackgroundProcess&) = delete;
+    BackgroundProcess& operator=(const BackgroundProcess&) = delete;
+
+    bool Start(const std::vector<std::string>& argv, const std::map<std::string, std::string>& environment,
+               const std::string& outputPath)
+    {
+        std::vector<std::string> variables;
+        for (const auto& [name, value] : environment) {
+            variables.push_back(name + "=" + value);
+        }
+        output = outputPath;
+        pid = fork();
+        if (pid == 0) {
+            setpgid(0, 0);
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            // No core files from programs that abort on purpose.
+            const rlimit noCore {0, 0};
+            setrlimit(RLIMIT_CORE, &noCore);
+            const int out = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+            const int in = open("/dev/null", O_RDONLY);
+            if (out < 0 || in < 0) {
+                _exit(126);
+            }
+            dup2(in, STDIN_FILENO);
+            dup2(out, STDOUT_FILENO);
+            dup2(out, STDERR_FILENO);
+            std::vector<char*> args;
+            for (const std::string& a : argv) {
+                args.push_back(const_cast<char*>(a.c_str()));
+            }
+            args.push_back(nullptr);
+            std::vector<char*> env;
+            for (const std::string& v : variables) {
+                env.push_back(const_cast<char*>(v.c_str()));
+            }
+            env.push_back(nullptr);
+            execve(args[0], args.data(), env.data());
+            _exit(127);
+        }
+        if (pid > 0) {
+            // Set from both sides, so that a signal to the group right after
+            // Start cannot miss it.
+            setpgid(pid, pid);
+            group = pid;
+        }
+        return pid > 0;
+    }
+
+    pid_t Pid() const { return pid; }
+    bool Running() const { return pid > 0; }
+    std::string Output() const
+    {
+        std::ifstream in(output, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+
+    // Waits until the output holds text; false if the program ended first or
+    // the limit passed.
+    bool WaitForOutput(const std::string& text, std::chrono::milliseconds limit)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        for (;;) {
+            if (Output().find(text) != std::string::npos) {
+                return true;
+            }
+            if (pid <= 0 || waitpid(pid, &status, WNOHANG) == pid) {
+                if (pid > 0) {
+                    ended = true;
+                    exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+                    pid = -1;
+                }
+                return Output().find(text) != std::string::npos;
+            }
+            if (std::chrono::steady_clock::now() >= deadline) {
+                return false;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+
+    void Signal(int number) const
+    {
+        if (pid > 0) {
+            kill(pid, number);
+        }
+    }
+
+    // The signal a terminal's Ctrl+C sends: to the whole foreground group.
+    void SignalGroup(int number) const
+    {
+        if (group > 0) {
+            kill(-group, number);
+        }
+    }
+
+    // The exit code (128 + signal when it died of one) once the program has
+    // ended; -1 when it is still running after the limit.
+    int Wait(std::chrono::milliseconds limit)
+    {
+        if (ended) {
+            return exitCode;
+        }
+        if (pid <= 0) {
+            return -1;
+        }
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        for (;;) {
+            if (waitpid(pid, &status, WNOHANG) == pid) {
+                ended = true;
+                exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+                pid = -1;
+                return exitCode;
+            }
+            if (std::chrono::steady_clock::now() >= deadline) {
+                return -1;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+
+private:
+    pid_t pid = -1;
+    pid_t group = -1;
+    int status = 0;
+    bool ended = false;
+    int exitCode = -1;
+    std::string output;
+};
+
+// The processes whose parent is parent and whose command name (as in
+// /proc/PID/comm, at most 15 characters) is name.
+inline std::vector<pid_t> ChildProcesses(pid_t parent, const std::string& name)
+{
+    std::vector<pid_t> found;
+    DIR* proc = opendir("/proc");
+    if (proc == nullptr) {
+        return found;
+    }
+    while (dirent* entry = readdir(proc)) {
+        char* end = nullptr;
+        const long pid = std::strtol(entry->d_name, &end, 10);
+        if (pid <= 0 || *end != '\0') {
+            continue;
+        }
+        std::ifstream in("/proc/" + std::string(entry->d_name) + "/stat");
+        std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        // "PID (COMM) STATE PPID ...": the name may hold spaces and brackets.
+        const size_t open = stat.find('(');
+        const size_t close = stat.rfind(')');
+        if (open == std::string::npos || close == std::string::npos || close + 4 > stat.size()) {
+            continue;
+        }
+        const std::string comm = stat.substr(open + 1, close - open - 1);
+        const long ppid = std::strtol(stat.c_str() + close + 4, nullptr, 10);
+        if (ppid == parent && comm == name) {
+            found.push_back(static_cast<pid_t>(pid));
+        }
+    }
+    closedir(proc);
+    return found;
+}
+
+// True while pid names a process, a zombie included.
+inline bool ProcessExists(pid_t pid)
+{
+    return kill(pid, 0) == 0 || errno == EPERM;
+}
+
+} // namespace lumo_test
+
+#endif
