@@ -249,7 +249,7 @@ TEST_F(PackageTest, CommandLineProgramsRunFromTheUnpackedTree)
 {
     const ToolResult iqa = RunTool({Installed("bin/lumo-iqa"), "--help"});
     EXPECT_EQ(iqa.exitCode, 0);
-    EXPECT_EQ(iqa.out.rfind("usage: lumo-iqa --size WxH --layout ID", 0), 0u) << iqa.out;
+    EXPECT_EQ(iqa.out.rfind("usage: lumo-iqa ", 0), 0u) << iqa.out;
     const ToolResult service = RunTool({Installed("bin/lumo-service"), "--help"});
     EXPECT_EQ(service.exitCode, 0);
     EXPECT_NE(service.out.find("lumo-service serve --data DIR"), std::string::npos) << service.out;
