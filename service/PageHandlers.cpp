@@ -28,24 +28,29 @@ PageHandlers::PageHandlers(Accounts& accounts, AppVersions& versions, const Csrf
 {
 }
 
-void PageHandlers::Install(httplib::Server& server)
+std::vector<Route> PageHandlers::Routes()
 {
     using namespace std::placeholders;
-    server.Get("/register", std::bind(&PageHandlers::ShowRegister, this, _1, _2));
-    server.Post("/register",
-                httplib::Server::HandlerWithContentReader(std::bind(&PageHandlers::SubmitRegister, this, _1, _2, _3)));
-    server.Get("/forgot", [](const httplib::Request&, httplib::Response& response) {
-        SendPage(response, 200, Pages::Forgot());
-    });
-    server.Get("/about", [this](const httplib::Request&, httplib::Response& response) {
-        VersionPage(response, &Pages::About);
-    });
-    server.Get("/download", [this](const httplib::Request&, httplib::Response& response) {
-        VersionPage(response, &Pages::Download);
-    });
-    server.Get("/style.css", [](const httplib::Request&, httplib::Response& response) {
-        response.set_content(Pages::Stylesheet(), "text/css; charset=utf-8");
-    });
+    return {
+        Route::Get("/register", std::bind(&PageHandlers::ShowRegister, this, _1, _2)),
+        Route::Post("/register", std::bind(&PageHandlers::SubmitRegister, this, _1, _2, _3)),
+        Route::Get("/forgot",
+                   [](const httplib::Request&, httplib::Response& response) {
+                       SendPage(response, 200, Pages::Forgot());
+                   }),
+        Route::Get("/about",
+                   [this](const httplib::Request&, httplib::Response& response) {
+                       VersionPage(response, &Pages::About);
+                   }),
+        Route::Get("/download",
+                   [this](const httplib::Request&, httplib::Response& response) {
+                       VersionPage(response, &Pages::Download);
+                   }),
+        Route::Get("/style.css",
+                   [](const httplib::Request&, httplib::Response& response) {
+                       response.set_content(Pages::Stylesheet(), "text/css; charset=utf-8");
+                   }),
+    };
 }
 
 void PageHandlers::ShowRegister(const httplib::Request&, httplib::Response& response)
