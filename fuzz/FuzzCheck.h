@@ -3,15 +3,18 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
 namespace lumo_fuzz {
 
-// A broken invariant is a crash, so libFuzzer keeps the input.
-inline void Check(bool ok)
+// A broken invariant is a crash, so libFuzzer keeps the input; the line
+// of the call says which one.
+inline void Check(bool ok, const char* file = __builtin_FILE(), int line = __builtin_LINE())
 {
     if (!ok) {
+        std::fprintf(stderr, "check failed at %s:%d\n", file, line);
         std::abort();
     }
 }
