@@ -2,6 +2,7 @@
 
 #include "Accounts.h"
 #include "AppVersions.h"
+#include "CredentialRules.h"
 #include "CsrfGuard.h"
 #include "FormRequest.h"
 #include "JsonReply.h"
@@ -65,7 +66,10 @@ void PageHandlers::RegisterForm(httplib::Response& response, int status, const s
     std::string formValue;
     csrf.Issue(cookieValue, formValue);
     response.set_header("Set-Cookie", CsrfGuard::CookieHeader(cookieValue));
-    SendPage(response, status, Pages::Register(formValue, email, message));
+    // Only what could be an address goes back into the field: a post of tens
+    // of KiB would otherwise come back several times larger, escaped.
+    const bool refill = email.size() <= CredentialRules::kMaxEmailBytes;
+    SendPage(response, status, Pages::Register(formValue, refill ? email : std::string(), message));
 }
 
 void PageHandlers::SubmitRegister(const httplib::Request& request, httplib::Response& response,
