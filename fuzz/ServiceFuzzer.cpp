@@ -20,9 +20,11 @@
 //
 // Input: route, flags, address, clock step, chunk size, padding, then the
 // query up to the first NUL and the body after it (all of it is the body
-// when there is no NUL). "$TOKEN", "$CSRF", "$EMAIL" and "$PASSWORD" in
-// either are replaced by a live session token, the form value that goes with
-// this request's CSRF cookie, and the account's e-mail and password.
+// when there is no NUL). "$TOKEN", "$CSRF", "$EMAIL", "$DISABLED" and
+// "$PASSWORD" in either are replaced by the token of a session issued before
+// the clock's step, the form value that goes with this request's CSRF
+// cookie, the e-mails of the account and of a disabled one, and their
+// password.
 
 #include "FuzzCheck.h"
 #include "FuzzInput.h"
@@ -74,6 +76,7 @@ using lumo_fuzz::Check;
 using lumo_fuzz::ValidUtf8;
 
 constexpr const char* kEmail = "ann@example.com";
+constexpr const char* kDisabledEmail = "off@example.com";
 constexpr const char* kPassword = "correct horse";
 // The largest page is a few KiB; an answer past this echoes input it should
 // not.
@@ -101,8 +104,13 @@ struct Service {
             routes.push_back(std::move(route));
         }
         int64_t retryAfter = 0;
+        int ended = 0;
+        Account account;
         Check(accounts.Register(kEmail, kPassword, std::string(), retryAfter) == AccountResult::Ok);
-        Check(accounts.SignIn(kEmail, kPassword, "::1", token, retryAfter) == SignInResult::Ok);
+        Check(accounts.Register(kDisabledEmail, kPassword, std::string(), retryAfter) == AccountResult::Ok);
+        Check(accounts.Disable(kDisabledEmail, ended) == AccountResult::Ok);
+        Check(store->FindAccount(kEmail, account) == StoreStatus::Ok);
+        accountId = account.id;
         Check(store->SetVersion("Other_app-2.x", "1.2.3.4", clock.Now()) == StoreStatus::Ok);
     }
 
@@ -127,7 +135,7 @@ struct Service {
     PageHandlers pages;
     std::vector<Route> routes; // the API's first
     size_t apiRoutes = 0;
-    std::string token; // the latest session issued
+    int64_t accountId = 0; // kEmail's
 };
 
 // The folder, the clock and the service, once per process.
@@ -324,7 +332,6 @@ void CheckStored(Service& service, const std::string& path, const std::map<std::
         const std::string token = json.value("model").toObject().value("token").toString().toStdString();
         int64_t accountId = 0;
         Check(SessionToken::LooksValid(token) && service.sessions.Check(token, accountId) == SessionState::Valid);
-        service.token = token;
     }
 }
 
@@ -364,11 +371,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const int64_t step = ClockStep(in.Byte());
     const size_t chunk = size_t(1) << (in.Byte() % 17);
     const uint8_t padding = in.Byte();
+    const std::string rest(reinterpret_cast<const char*>(in.Rest()), in.RestSize());
+    std::string token;
+    if (rest.find("$TOKEN") != std::string::npos) {
+        Check(service.sessions.Issue(service.accountId, token) == StoreStatus::Ok);
+    }
     if (step != 0) {
         world->Advance(step);
     }
-
-    const std::string rest(reinterpret_cast<const char*>(in.Rest()), in.RestSize());
     const size_t nul = rest.find('\0');
     std::string query = nul == std::string::npos ? std::string() : rest.substr(0, nul);
     std::string body = nul == std::string::npos ? rest : rest.substr(nul + 1);
@@ -377,9 +387,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     service.csrf.Issue(cookieValue, formValue);
     service.csrf.Issue(otherCookie, otherForm);
     for (std::string* text : {&query, &body}) {
-        Replace(*text, "$TOKEN", service.token);
+        Replace(*text, "$TOKEN", token);
         Replace(*text, "$CSRF", formValue);
         Replace(*text, "$EMAIL", kEmail);
+        Replace(*text, "$DISABLED", kDisabledEmail);
         Replace(*text, "$PASSWORD", kPassword);
     }
     Pad(body, padding);
