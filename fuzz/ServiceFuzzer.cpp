@@ -4,7 +4,7 @@
 // chunks, no body at all, a connection that drops), the cookies, the
 // sender's address, a step of the service's clock, the query and the body.
 // The store is a real SQLite database in a folder of the process's own, made
-// as the service makes it, with an account and a live session from the
+// as the service makes it, with an account and a disabled one from the
 // start; passwords are hashed at Argon2id's least cost.
 //
 // Besides not crashing: every status is one the service answers with, no
@@ -55,10 +55,12 @@
 #include <QJsonValue>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -67,6 +69,7 @@
 #include <string>
 #include <vector>
 
+#include <signal.h>
 #include <unistd.h>
 
 namespace {
@@ -83,11 +86,12 @@ constexpr const char* kPassword = "correct horse";
 constexpr size_t kMaxAnswerBytes = 16 * 1024;
 // The form reader's reasons are short English sentences.
 constexpr size_t kMaxProblemBytes = 200;
+constexpr const char* kFolderPrefix = "lumo-fuzz-service-";
 // The database is made anew past this size, so long runs stay in memory.
 constexpr uintmax_t kMaxDatabaseBytes = 64u << 20;
 
 // The service's objects over one database file, wired as main() wires them,
-// with the account and a session of it made up front.
+// with an account and a disabled one made up front.
 struct Service {
     Service(const std::string& path, const ServiceClock& clock)
         : store(Open(path))
@@ -142,14 +146,16 @@ struct Service {
 struct World {
     World()
     {
-        char memory[] = "/dev/shm/lumo-fuzz-service-XXXXXX";
-        char disk[] = "/tmp/lumo-fuzz-service-XXXXXX";
-        const char* made = mkdtemp(memory);
-        if (made == nullptr) {
-            made = mkdtemp(disk);
+        // In memory where there is such a place; named after the process,
+        // so a later run can remove what a crashed one left.
+        std::string parent = "/dev/shm";
+        if (!std::filesystem::is_directory(parent)) {
+            parent = std::filesystem::temp_directory_path().string();
         }
-        Check(made != nullptr);
-        folder = made;
+        RemoveLeftovers(parent);
+        std::string pattern = parent + "/" + kFolderPrefix + std::to_string(getpid()) + "-XXXXXX";
+        Check(mkdtemp(&pattern[0]) != nullptr);
+        folder = pattern;
         offsetFile = folder + "/clock-offset";
         clock = std::make_unique<ServiceClock>(offsetFile);
         Renew();
@@ -160,6 +166,23 @@ struct World {
         service.reset();
         std::error_code ignored;
         std::filesystem::remove_all(folder, ignored);
+    }
+
+    // Folders of processes that are gone: a crash ends a run without
+    // clean-up.
+    static void RemoveLeftovers(const std::string& parent)
+    {
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(parent, error)) {
+            const std::string name = entry.path().filename().string();
+            if (name.rfind(kFolderPrefix, 0) != 0) {
+                continue;
+            }
+            const long pid = std::strtol(name.c_str() + std::strlen(kFolderPrefix), nullptr, 10);
+            if (pid > 0 && kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) {
+                std::filesystem::remove_all(entry.path(), error);
+            }
+        }
     }
 
     std::string Database() const { return folder + "/lumo.db"; }
