@@ -240,6 +240,7 @@ void Replace(std::string& text, const std::string& from, const std::string& to)
 
 // Grows the body with unit (whole units, then 'x') to a length around a
 // limit of the service: of the last field's value, or of the whole body.
+// Most choices leave it as it is: long bodies cost most of the time.
 void Pad(std::string& body, uint8_t choice)
 {
     static const size_t kValueLengths[] = {64, 65, 128, 129, 254, 255, 1024, 1025, 4000, 4001, 16000, 16001, 16384, 16385};
@@ -247,11 +248,11 @@ void Pad(std::string& body, uint8_t choice)
     static const char* const kUnits[] = {"x", "%41", "\xe4\xb8\xad", "+"};
     constexpr size_t kValues = sizeof kValueLengths / sizeof kValueLengths[0];
     constexpr size_t kBodies = sizeof kBodyLengths / sizeof kBodyLengths[0];
-    const size_t pick = choice % 32;
+    const size_t pick = choice % 64;
     if (pick >= kValues + kBodies) {
         return;
     }
-    const std::string unit = kUnits[(choice / 32) % 4];
+    const std::string unit = kUnits[choice / 64];
     const size_t separator = body.find_last_of("=&");
     const size_t base = pick < kValues ? (separator == std::string::npos ? 0 : separator + 1) : 0;
     const size_t target = base + (pick < kValues ? kValueLengths[pick] : kBodyLengths[pick - kValues]);
