@@ -243,7 +243,9 @@ void Replace(std::string& text, const std::string& from, const std::string& to)
 // Most choices leave it as it is: long bodies cost most of the time.
 void Pad(std::string& body, uint8_t choice)
 {
-    static const size_t kValueLengths[] = {64, 65, 128, 129, 254, 255, 1024, 1025, 4000, 4001, 16000, 16001, 16384, 16385};
+    static const size_t kValueLengths[] = {
+        64, 65, 128, 129, 254, 255, 1024, 1025, 4000, 4001, 16000, 16001, 16384, 16385,
+    };
     static const size_t kBodyLengths[] = {65535, 65536, 65537, 131072};
     static const char* const kUnits[] = {"x", "%41", "\xe4\xb8\xad", "+"};
     constexpr size_t kValues = sizeof kValueLengths / sizeof kValueLengths[0];
@@ -262,10 +264,16 @@ void Pad(std::string& body, uint8_t choice)
     body.resize(std::max(body.size(), target), 'x');
 }
 
+// Most inputs leave the clock alone; the others step it to either side of
+// the service's windows: a session's touch every minute, the throttles' 15
+// minutes and hour, a session's 30 days.
 int64_t ClockStep(uint8_t choice)
 {
-    static const int64_t kSteps[] = {1,    59,    60,    61,        899,       900,       901,       3600,
-                                     3601, 86400, 29 * 86400, 30 * 86400 - 1, 30 * 86400, 30 * 86400 + 1, 31 * 86400, 400 * 86400};
+    constexpr int64_t kDay = 86400;
+    static const int64_t kSteps[] = {
+        1, 59, 60, 61, 899, 900, 901, 3600, 3601, kDay, 29 * kDay, 30 * kDay - 1, 30 * kDay, 30 * kDay + 1,
+        31 * kDay, 400 * kDay,
+    };
     return choice < 240 ? 0 : kSteps[choice - 240];
 }
 
@@ -318,7 +326,8 @@ int JsonCode(const std::string& body, QJsonObject& object)
         Check(c >= 0x20); // compact JSON: control characters only escaped
     }
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(QByteArray(body.data(), static_cast<int>(body.size())), &error);
+    const QByteArray bytes(body.data(), static_cast<int>(body.size()));
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
     Check(error.error == QJsonParseError::NoError && document.isObject());
     object = document.object();
     Check(object.value("code").isDouble() && object.value("message").isString());
