@@ -1,6 +1,7 @@
 // Y4M stream and frame headers on any bytes, the same bytes as a Y4M file
 // read frame by frame, and the same bytes as a file name to guess from.
 
+#include "FuzzCheck.h"
 #include "FuzzInput.h"
 
 #include "lumo/RawFormatGuess.h"
@@ -11,16 +12,7 @@
 #include <cstring>
 #include <vector>
 
-namespace {
-
-void Check(bool ok)
-{
-    if (!ok) {
-        std::abort();
-    }
-}
-
-} // namespace
+using lumo_fuzz::Check;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -3,6 +3,7 @@
 // that reads as 4:4:4 reads as I420 too, with the bytes the 4:4:4 read gives
 // halved, and YUVFrameFile gives the same bytes again.
 
+#include "FuzzCheck.h"
 #include "FuzzInput.h"
 
 #include "Kernels.h"
@@ -17,17 +18,12 @@
 
 namespace {
 
+using lumo_fuzz::Check;
+
 struct Free {
     void operator()(unsigned char* p) const { std::free(p); }
 };
 using Buffer = std::unique_ptr<unsigned char, Free>;
-
-void Check(bool ok)
-{
-    if (!ok) {
-        std::abort();
-    }
-}
 
 // Mostly small sizes, now and then any 21-bit number (past the limit too).
 int Dimension(lumo_fuzz::FuzzInput& in)

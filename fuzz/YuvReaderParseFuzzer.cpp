@@ -3,6 +3,7 @@
 // list reads it, drops an entry, saves itself and is read back, which must
 // give the same entries.
 
+#include "FuzzCheck.h"
 #include "FuzzInput.h"
 #include "settings/YuvReaderParse.h"
 
@@ -19,12 +20,7 @@
 
 namespace {
 
-void Check(bool ok)
-{
-    if (!ok) {
-        std::abort();
-    }
-}
+using lumo_fuzz::Check;
 
 void Quiet(QtMsgType, const QMessageLogContext&, const QString&) {}
 

@@ -68,28 +68,29 @@ ApiHandlers::ApiHandlers(Accounts& accounts, Sessions& sessions, Store& store, A
 {
 }
 
-void ApiHandlers::Install(httplib::Server& server)
+std::vector<Route> ApiHandlers::Routes()
 {
     using namespace std::placeholders;
-    server.Post(kLoginPath, httplib::Server::HandlerWithContentReader(std::bind(&ApiHandlers::Login, this, _1, _2, _3)));
-    server.Post(kTokenCheckPath,
-                httplib::Server::HandlerWithContentReader(std::bind(&ApiHandlers::TokenCheck, this, _1, _2, _3)));
-    server.Post(kFeedbackPath,
-                httplib::Server::HandlerWithContentReader(std::bind(&ApiHandlers::Feedback, this, _1, _2, _3)));
-    server.Post(kAnchorPath, httplib::Server::HandlerWithContentReader(std::bind(&ApiHandlers::Anchor, this, _1, _2, _3)));
-    // The client posts an empty form; a browser asks with GET.
-    server.Post(kVersionPath, httplib::Server::HandlerWithContentReader(
-                                  [this](const httplib::Request& request, httplib::Response& response,
-                                         const httplib::ContentReader& reader) {
-                                      const FormRequest form(request, reader);
-                                      if (Accept(form, {}, response)) {
-                                          LatestVersion(request, response);
-                                      }
-                                  }));
-    server.Get(kVersionPath, std::bind(&ApiHandlers::LatestVersion, this, _1, _2));
+    std::vector<Route> routes = {
+        Route::Post(kLoginPath, std::bind(&ApiHandlers::Login, this, _1, _2, _3)),
+        Route::Post(kTokenCheckPath, std::bind(&ApiHandlers::TokenCheck, this, _1, _2, _3)),
+        Route::Post(kFeedbackPath, std::bind(&ApiHandlers::Feedback, this, _1, _2, _3)),
+        Route::Post(kAnchorPath, std::bind(&ApiHandlers::Anchor, this, _1, _2, _3)),
+        // The client posts an empty form; a browser asks with GET.
+        Route::Post(kVersionPath,
+                    [this](const httplib::Request& request, httplib::Response& response,
+                           const httplib::ContentReader& reader) {
+                        const FormRequest form(request, reader);
+                        if (Accept(form, {}, response)) {
+                            LatestVersion(request, response);
+                        }
+                    }),
+        Route::Get(kVersionPath, std::bind(&ApiHandlers::LatestVersion, this, _1, _2)),
+    };
     for (const char* path : {kLoginPath, kTokenCheckPath, kFeedbackPath, kAnchorPath}) {
-        server.Get(path, MethodNotAllowed);
+        routes.push_back(Route::Get(path, MethodNotAllowed));
     }
+    return routes;
 }
 
 bool ApiHandlers::Accept(const FormRequest& form, const Limits& limits, httplib::Response& response)

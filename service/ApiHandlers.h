@@ -1,6 +1,8 @@
 #ifndef LUMO_SERVICE_APIHANDLERS_H
 #define LUMO_SERVICE_APIHANDLERS_H
 
+#include "Route.h"
+
 #include <httplib.h>
 
 #include <cstddef>
@@ -38,7 +40,8 @@ public:
     ApiHandlers(Accounts& accounts, Sessions& sessions, Store& store, AppVersions& versions,
                 const ServiceClock& clock);
 
-    void Install(httplib::Server& server);
+    // Every path of the API, the GETs that only say "use POST" included.
+    std::vector<Route> Routes();
 
 private:
     using Limits = std::vector<std::pair<const char*, size_t>>;

@@ -33,6 +33,22 @@ std::string Trimmed(const std::string& text)
     return text.substr(begin, end - begin);
 }
 
+// A field name as a reason quotes it: names longer than kMaxQuoted bytes
+// are cut between characters, so the reason stays a short line whatever
+// was posted.
+std::string Quoted(const std::string& name)
+{
+    constexpr size_t kMaxQuoted = 64;
+    if (name.size() <= kMaxQuoted) {
+        return "\"" + name + "\"";
+    }
+    size_t end = kMaxQuoted;
+    while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xc0) == 0x80) {
+        --end;
+    }
+    return "\"" + name.substr(0, end) + "...\"";
+}
+
 } // namespace
 
 bool FormBody::IsFormContentType(const std::string& contentType)
@@ -67,7 +83,7 @@ bool FormBody::Parse(const std::string& body, std::map<std::string, std::string>
             return false;
         }
         if (fields.count(name) != 0) {
-            problem = "field \"" + name + "\" given more than once";
+            problem = "field " + Quoted(name) + " given more than once";
             return false;
         }
         if (fields.size() == kMaxFields) {

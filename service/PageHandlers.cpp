@@ -2,6 +2,7 @@
 
 #include "Accounts.h"
 #include "AppVersions.h"
+#include "CredentialRules.h"
 #include "CsrfGuard.h"
 #include "FormRequest.h"
 #include "JsonReply.h"
@@ -28,24 +29,29 @@ PageHandlers::PageHandlers(Accounts& accounts, AppVersions& versions, const Csrf
 {
 }
 
-void PageHandlers::Install(httplib::Server& server)
+std::vector<Route> PageHandlers::Routes()
 {
     using namespace std::placeholders;
-    server.Get("/register", std::bind(&PageHandlers::ShowRegister, this, _1, _2));
-    server.Post("/register",
-                httplib::Server::HandlerWithContentReader(std::bind(&PageHandlers::SubmitRegister, this, _1, _2, _3)));
-    server.Get("/forgot", [](const httplib::Request&, httplib::Response& response) {
-        SendPage(response, 200, Pages::Forgot());
-    });
-    server.Get("/about", [this](const httplib::Request&, httplib::Response& response) {
-        VersionPage(response, &Pages::About);
-    });
-    server.Get("/download", [this](const httplib::Request&, httplib::Response& response) {
-        VersionPage(response, &Pages::Download);
-    });
-    server.Get("/style.css", [](const httplib::Request&, httplib::Response& response) {
-        response.set_content(Pages::Stylesheet(), "text/css; charset=utf-8");
-    });
+    return {
+        Route::Get("/register", std::bind(&PageHandlers::ShowRegister, this, _1, _2)),
+        Route::Post("/register", std::bind(&PageHandlers::SubmitRegister, this, _1, _2, _3)),
+        Route::Get("/forgot",
+                   [](const httplib::Request&, httplib::Response& response) {
+                       SendPage(response, 200, Pages::Forgot());
+                   }),
+        Route::Get("/about",
+                   [this](const httplib::Request&, httplib::Response& response) {
+                       VersionPage(response, &Pages::About);
+                   }),
+        Route::Get("/download",
+                   [this](const httplib::Request&, httplib::Response& response) {
+                       VersionPage(response, &Pages::Download);
+                   }),
+        Route::Get("/style.css",
+                   [](const httplib::Request&, httplib::Response& response) {
+                       response.set_content(Pages::Stylesheet(), "text/css; charset=utf-8");
+                   }),
+    };
 }
 
 void PageHandlers::ShowRegister(const httplib::Request&, httplib::Response& response)
@@ -60,7 +66,10 @@ void PageHandlers::RegisterForm(httplib::Response& response, int status, const s
     std::string formValue;
     csrf.Issue(cookieValue, formValue);
     response.set_header("Set-Cookie", CsrfGuard::CookieHeader(cookieValue));
-    SendPage(response, status, Pages::Register(formValue, email, message));
+    // Only what could be an address goes back into the field: a post of tens
+    // of KiB would otherwise come back several times larger, escaped.
+    const bool refill = email.size() <= CredentialRules::kMaxEmailBytes;
+    SendPage(response, status, Pages::Register(formValue, refill ? email : std::string(), message));
 }
 
 void PageHandlers::SubmitRegister(const httplib::Request& request, httplib::Response& response,

@@ -1,9 +1,12 @@
 #ifndef LUMO_SERVICE_PAGEHANDLERS_H
 #define LUMO_SERVICE_PAGEHANDLERS_H
 
+#include "Route.h"
+
 #include <httplib.h>
 
 #include <string>
+#include <vector>
 
 namespace lumo_service {
 
@@ -16,7 +19,8 @@ class PageHandlers {
 public:
     PageHandlers(Accounts& accounts, AppVersions& versions, const CsrfGuard& csrf);
 
-    void Install(httplib::Server& server);
+    // The pages and their style sheet.
+    std::vector<Route> Routes();
 
 private:
     void ShowRegister(const httplib::Request& request, httplib::Response& response);

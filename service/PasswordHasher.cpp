@@ -33,13 +33,26 @@ private:
     PasswordHasher& hasher;
 };
 
+PasswordHasher::Cost PasswordHasher::Interactive()
+{
+    return {crypto_pwhash_OPSLIMIT_INTERACTIVE, crypto_pwhash_MEMLIMIT_INTERACTIVE};
+}
+
+PasswordHasher::Cost PasswordHasher::Least()
+{
+    return {crypto_pwhash_OPSLIMIT_MIN, crypto_pwhash_MEMLIMIT_MIN};
+}
+
+PasswordHasher::PasswordHasher(Cost cost)
+    : cost(cost)
+{
+}
+
 bool PasswordHasher::Hash(const std::string& password, std::string& out)
 {
     char hash[crypto_pwhash_STRBYTES];
     Slot slot(*this);
-    if (crypto_pwhash_str(hash, password.data(), password.size(), crypto_pwhash_OPSLIMIT_INTERACTIVE,
-                          crypto_pwhash_MEMLIMIT_INTERACTIVE)
-        != 0) {
+    if (crypto_pwhash_str(hash, password.data(), password.size(), cost.passes, cost.memoryBytes) != 0) {
         return false;
     }
     out = hash;

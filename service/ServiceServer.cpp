@@ -5,6 +5,7 @@
 #include "JsonReply.h"
 #include "OperatorCommands.h"
 #include "PageHandlers.h"
+#include "Route.h"
 #include "ServiceClock.h"
 
 #include <httplib.h>
@@ -136,8 +137,8 @@ int ServiceServer::Run(const std::string& host, int port, const std::string& cer
     CsrfGuard csrf;
     ApiHandlers api(accounts, sessions, store, versions, clock);
     PageHandlers pages(accounts, versions, csrf);
-    api.Install(server);
-    pages.Install(server);
+    Route::Install(server, api.Routes());
+    Route::Install(server, pages.Routes());
 
     int boundPort = port;
     if (port == 0) {

@@ -90,7 +90,7 @@ int main(int argc, char** argv)
         return Fail(1, error);
     }
     const ServiceClock clock(options.clockOffsetFile);
-    PasswordHasher hasher;
+    PasswordHasher hasher(PasswordHasher::Interactive());
     Sessions sessions(*store, clock);
     Accounts accounts(*store, hasher, sessions, clock);
     AppVersions versions(*store);

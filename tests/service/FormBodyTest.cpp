@@ -74,6 +74,30 @@ TEST(FormBodyTest, RefusesRepeatedEmptyNamedAndTooManyFields)
     EXPECT_TRUE(Refused(many));
 }
 
+TEST(FormBodyTest, ARepeatedFieldIsNamedInTheReason)
+{
+    std::map<std::string, std::string> fields;
+    std::string problem;
+    EXPECT_FALSE(FormBody::Parse("token=1&token=2", fields, problem));
+    EXPECT_EQ("field \"token\" given more than once", problem);
+}
+
+TEST(FormBodyTest, ALongRepeatedNameIsCutBetweenCharactersInTheReason)
+{
+    // 21 ASCII bytes, then three-byte characters: byte 64 falls inside one.
+    std::string name = "abcdefghijklmnopqrstu";
+    std::string encoded = name;
+    for (int i = 0; i < 4000; ++i) {
+        name += "\xe4\xb8\xad";
+        encoded += "%E4%B8%AD";
+    }
+    std::map<std::string, std::string> fields;
+    std::string problem;
+    EXPECT_FALSE(FormBody::Parse(encoded + "=1&" + encoded + "=2", fields, problem));
+    EXPECT_EQ("field \"" + name.substr(0, 63) + "...\" given more than once", problem);
+    EXPECT_TRUE(FormBody::IsUtf8(problem));
+}
+
 TEST(FormBodyTest, ContentTypeIgnoresCaseAndParameters)
 {
     EXPECT_TRUE(FormBody::IsFormContentType("application/x-www-form-urlencoded"));

@@ -78,6 +78,21 @@ TEST_F(ServiceHardeningTest, BadEncodingIs400)
     EXPECT_EQ(0u, StoredEvents());
 }
 
+TEST_F(ServiceHardeningTest, ARepeatedFieldOfAnyNameIsRefusedInAShortAnswer)
+{
+    // 10,000 control characters, each escaped in JSON as six bytes, would
+    // come back as 60,000 bytes if the reason quoted the name whole.
+    std::string name;
+    for (int i = 0; i < 10000; ++i) {
+        name += "%01";
+    }
+    const Answer answer = Post(kAnchor, name + "=1&" + name + "=2");
+    ExpectJsonRefusal(answer, 400);
+    EXPECT_NE(std::string::npos, answer.Message().find("given more than once")) << answer.body;
+    EXPECT_LT(answer.body.size(), 1024u);
+    EXPECT_EQ(0u, StoredEvents());
+}
+
 TEST_F(ServiceHardeningTest, FieldOverItsLimitIs400)
 {
     const Answer answer = Post(kAnchor, EventBody(std::string(16 * 1024 + 1, 'x')));

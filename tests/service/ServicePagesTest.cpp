@@ -128,6 +128,20 @@ TEST_F(ServicePagesTest, EchoedEmailIsEscaped)
     EXPECT_NE(std::string::npos, answer.body.find("&lt;script&gt;alert(1)&lt;/script&gt;&quot;@x"));
 }
 
+TEST_F(ServicePagesTest, AnEmailLongerThanAnyAddressIsNotEchoed)
+{
+    // 20,000 quotes, sent as 60,000 bytes, would come back escaped as 120,000.
+    const std::string quotes(20000, '"');
+    const Answer answer = Register(quotes + "@example.com", "long enough", "long enough");
+    EXPECT_EQ(400, answer.status);
+    EXPECT_NE(std::string::npos, answer.body.find("邮箱地址无效"));
+    EXPECT_NE(std::string::npos, answer.body.find("required value=\"\">"));
+    EXPECT_LT(answer.body.size(), 16u * 1024);
+    const std::string longest = std::string(64, 'a') + "@" + std::string(185, 'b') + ".com";
+    ASSERT_EQ(254u, longest.size());
+    EXPECT_NE(std::string::npos, Register(longest, "short", "short").body.find("value=\"" + longest + "\""));
+}
+
 TEST_F(ServicePagesTest, TwentyAccountsAnHourFromOneAddress)
 {
     for (int i = 0; i < 20; ++i) {
