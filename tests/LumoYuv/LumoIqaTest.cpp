@@ -1,6 +1,7 @@
 // lumo-iqa run as a program: arguments, exit codes, the three output
 // formats, and agreement with the library and with FFmpeg's psnr filter.
 
+#include "Spawn.h"
 #include "TestFifo.h"
 #include "TextLines.h"
 #include "Y4MTestSupport.h"
@@ -74,21 +75,13 @@ protected:
     {
         const std::string out = outPath.empty() ? dir.File("stdout.txt") : outPath;
         const std::string err = dir.File("stderr.txt");
-        const pid_t pid = fork();
-        if (pid == 0) {
-            const int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            const int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            if (o < 0 || e < 0 || dup2(o, 1) < 0 || dup2(e, 2) < 0) {
-                _exit(126);
-            }
-            std::vector<char*> argv{const_cast<char*>(program.c_str())};
-            for (const std::string& a : args) {
-                argv.push_back(const_cast<char*>(a.c_str()));
-            }
-            argv.push_back(nullptr);
-            execvp(argv[0], argv.data());
-            _exit(127);
-        }
+        lumo_test::SpawnOptions options;
+        options.argv = {program};
+        options.argv.insert(options.argv.end(), args.begin(), args.end());
+        options.stdoutPath = out;
+        options.stderrPath = err;
+        options.searchPath = true;
+        const pid_t pid = lumo_test::Spawn(options);
         ToolRun run;
         int status = 0;
         struct rusage usage {};

@@ -1,11 +1,11 @@
 #ifndef LUMO_TESTS_BACKGROUNDPROCESS_H
 #define LUMO_TESTS_BACKGROUNDPROCESS_H
 
+#include "Spawn.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -60,43 +60,18 @@ public:
     bool Start(const std::vector<std::string>& argv, const std::map<std::string, std::string>& environment,
                const std::string& outputPath)
     {
-        std::vector<std::string> variables;
-        for (const auto& [name, value] : environment) {
-            variables.push_back(name + "=" + value);
-        }
         output = outputPath;
-        pid = fork();
-        if (pid == 0) {
-            setpgid(0, 0);
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            // No core files from programs that abort on purpose.
-            const rlimit noCore {0, 0};
-            setrlimit(RLIMIT_CORE, &noCore);
-            const int out = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            const int in = open("/dev/null", O_RDONLY);
-            if (out < 0 || in < 0) {
-                _exit(126);
-            }
-            dup2(in, STDIN_FILENO);
-            dup2(out, STDOUT_FILENO);
-            dup2(out, STDERR_FILENO);
-            std::vector<char*> args;
-            for (const std::string& a : argv) {
-                args.push_back(const_cast<char*>(a.c_str()));
-            }
-            args.push_back(nullptr);
-            std::vector<char*> env;
-            for (const std::string& v : variables) {
-                env.push_back(const_cast<char*>(v.c_str()));
-            }
-            env.push_back(nullptr);
-            execve(args[0], args.data(), env.data());
-            _exit(127);
-        }
+        SpawnOptions options;
+        options.argv = argv;
+        options.environment = environment;
+        options.stdinPath = "/dev/null";
+        options.stdoutPath = outputPath;
+        options.stderrPath = outputPath;
+        options.ownGroup = true;
+        options.dieWithParent = true;
+        options.noCore = true;
+        pid = Spawn(options);
         if (pid > 0) {
-            // Set from both sides, so that a signal to the group right after
-            // Start cannot miss it.
-            setpgid(pid, pid);
             group = pid;
         }
         return pid > 0;

@@ -1,6 +1,8 @@
 #ifndef LUMO_TESTS_CHILDPROCESS_H
 #define LUMO_TESTS_CHILDPROCESS_H
 
+#include "Spawn.h"
+
 #include <chrono>
 #include <csignal>
 #include <string>
@@ -25,19 +27,10 @@ inline ChildResult RunChild(const std::vector<std::string>& argv, std::chrono::m
                             const std::string& stdoutPath = "")
 {
     ChildResult result;
-    const pid_t pid = fork();
-    if (pid == 0) {
-        if (!stdoutPath.empty() && freopen(stdoutPath.c_str(), "w", stdout) == nullptr) {
-            _exit(126);
-        }
-        std::vector<char*> args;
-        for (const std::string& a : argv) {
-            args.push_back(const_cast<char*>(a.c_str()));
-        }
-        args.push_back(nullptr);
-        execv(args[0], args.data());
-        _exit(127);
-    }
+    SpawnOptions options;
+    options.argv = argv;
+    options.stdoutPath = stdoutPath;
+    const pid_t pid = Spawn(options);
     if (pid < 0) {
         return result;
     }

@@ -4,9 +4,10 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "Spawn.h"
 
 #include <chrono>
 #include <string>
@@ -39,21 +40,13 @@ inline ToolResult RunTool(const std::vector<std::string>& argv, const std::strin
         close(inPipe[1]);
         return result;
     }
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(inPipe[0], STDIN_FILENO);
-        dup2(outPipe[1], STDOUT_FILENO);
-        if (!stderrPath.empty() && freopen(stderrPath.c_str(), "a", stderr) == nullptr) {
-            _exit(126);
-        }
-        std::vector<char*> args;
-        for (const std::string& a : argv) {
-            args.push_back(const_cast<char*>(a.c_str()));
-        }
-        args.push_back(nullptr);
-        execv(args[0], args.data());
-        _exit(127);
-    }
+    SpawnOptions options;
+    options.argv = argv;
+    options.stdinFd = inPipe[0];
+    options.stdoutFd = outPipe[1];
+    options.stderrPath = stderrPath;
+    options.appendOutput = true;
+    const pid_t pid = Spawn(options);
     close(inPipe[0]);
     close(outPipe[1]);
     if (pid < 0) {
@@ -122,22 +115,14 @@ public:
         }
         std::vector<std::string> argv {binary, "serve", "--data", dataDir, "--listen", "127.0.0.1:0"};
         argv.insert(argv.end(), extra.begin(), extra.end());
-        pid = fork();
-        if (pid == 0) {
-            // A test that crashes takes its service with it.
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            dup2(outPipe[1], STDOUT_FILENO);
-            if (freopen(logPath.c_str(), "a", stderr) == nullptr) {
-                _exit(126);
-            }
-            std::vector<char*> args;
-            for (const std::string& a : argv) {
-                args.push_back(const_cast<char*>(a.c_str()));
-            }
-            args.push_back(nullptr);
-            execv(args[0], args.data());
-            _exit(127);
-        }
+        // A test that crashes takes its service with it.
+        SpawnOptions options;
+        options.argv = argv;
+        options.stdoutFd = outPipe[1];
+        options.stderrPath = logPath;
+        options.appendOutput = true;
+        options.dieWithParent = true;
+        pid = Spawn(options);
         close(outPipe[1]);
         if (pid < 0) {
             close(outPipe[0]);
