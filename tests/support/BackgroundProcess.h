@@ -158,6 +158,25 @@ private:
     std::string output;
 };
 
+// /proc/PID/stat, or an empty text when the process has gone. Read with
+// read(2): a process that ends while it is read makes the read fail with
+// ESRCH, which a std::ifstream would throw as an exception.
+inline std::string ProcStat(const std::string& pid)
+{
+    std::string stat;
+    const int fd = open(("/proc/" + pid + "/stat").c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        return stat;
+    }
+    char buffer[1024];
+    ssize_t got;
+    while ((got = read(fd, buffer, sizeof buffer)) > 0) {
+        stat.append(buffer, static_cast<size_t>(got));
+    }
+    close(fd);
+    return got < 0 ? std::string() : stat;
+}
+
 // The processes whose parent is parent and whose command name (as in
 // /proc/PID/comm, at most 15 characters) is name.
 inline std::vector<pid_t> ChildProcesses(pid_t parent, const std::string& name)
@@ -173,8 +192,7 @@ inline std::vector<pid_t> ChildProcesses(pid_t parent, const std::string& name)
         if (pid <= 0 || *end != '\0') {
             continue;
         }
-        std::ifstream in("/proc/" + std::string(entry->d_name) + "/stat");
-        std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        const std::string stat = ProcStat(entry->d_name);
         // "PID (COMM) STATE PPID ...": the name may hold spaces and brackets.
         const size_t open = stat.find('(');
         const size_t close = stat.rfind(')');
