@@ -3,6 +3,7 @@
 #include "ServiceRequest.h"
 #include "YuvLumoUtil.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -30,8 +31,12 @@ QString Number(double value)
 
 } // namespace
 
+// The manager belongs to the application object, so one that still has
+// posts on their way at exit goes (cutting them off) while Qt is whole:
+// one left behind kept its network thread running into the process's end,
+// which crashed now and then.
 LogManager::LogManager()
-    : manager(new QNetworkAccessManager())
+    : manager(new QNetworkAccessManager(QCoreApplication::instance()))
 {
     qDebug().noquote().nospace() << "[record log ipAddress] = " << YuvLumoUtil::getHostIpAddress();
 }

@@ -12,7 +12,7 @@ class LogManager {
 public:
     LogManager();
     // Posts still on their way are not cut off: the network manager goes
-    // once they have ended.
+    // once they have ended, or with the application object at exit.
     ~LogManager();
     LogManager(const LogManager&) = delete;
     LogManager& operator=(const LogManager&) = delete;

@@ -4,14 +4,22 @@
 
 #include "OnlineTestService.h"
 #include "SettingsScope.h"
+#include "TempDir.h"
 
 #include <gtest/gtest.h>
 
+#include <QProcess>
+#include <QProcessEnvironment>
 #include <QSettings>
 #include <QStringList>
 
 #include <functional>
 #include <limits>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -215,4 +223,40 @@ TEST_F(LogManagerTest, ReporterGoneRightAfterRecordingStillDelivers)
     QStringList blocks {events[0].value("block").toString(), events[1].value("block").toString()};
     blocks.sort();
     EXPECT_EQ((QStringList {"AboutDevelopers", "AboutFeedback"}), blocks);
+}
+
+// A program that ends while its usage post still waits for an answer ends
+// cleanly: the network manager left behind for the post once kept its
+// thread connecting while the process ended, and one end in ten crashed.
+TEST(LogManagerExitTest, EndingWithAPostOnItsWayIsClean)
+{
+    // A listener that never accepts: the kernel completes the connection
+    // and the TLS handshake then waits for ever.
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_GE(listener, 0);
+    sockaddr_in address {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(0, bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address));
+    ASSERT_EQ(0, listen(listener, 128));
+    socklen_t length = sizeof address;
+    ASSERT_EQ(0, getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length));
+    lumo_test::TempDir settings;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("YUVLUMO_SERVICE_URL", QString("https://127.0.0.1:%1").arg(ntohs(address.sin_port)));
+    // The thread is at risk while it starts the connection, a few
+    // milliseconds after the post.
+    for (int run = 0; run < 140; run++) {
+        const int wait = 1 + run % 7;
+        QProcess child;
+        child.setProcessEnvironment(environment);
+        child.setProcessChannelMode(QProcess::MergedChannels);
+        child.start(PENDING_USAGE_POST, {QString::fromStdString(settings.Path()), QString::number(wait)});
+        ASSERT_TRUE(child.waitForFinished(30000)) << wait;
+        const std::string output = child.readAll().toStdString();
+        EXPECT_EQ(QProcess::NormalExit, child.exitStatus()) << "after " << wait << " ms\n" << output;
+        EXPECT_EQ(0, child.exitCode()) << "after " << wait << " ms\n" << output;
+        EXPECT_NE(std::string::npos, output.find("posted")) << output;
+    }
+    close(listener);
 }
