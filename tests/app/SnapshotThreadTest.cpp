@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QSignalSpy>
 
 namespace {
 
@@ -47,10 +46,10 @@ TEST_F(SnapshotThreadTest, AtMostFiveRequestsWaitAndDuplicatesCount)
 TEST_F(SnapshotThreadTest, RendersAThumbnailOfTheFrameAtTheCellWidth)
 {
     Make(200, 100, 3);
-    QSignalSpy done(thread.get(), SIGNAL(GetImageSuccess()));
+    const auto done = view_test::CountQueued(thread.get(), &SnapshotThread::GetImageSuccess);
     thread->PushTask(2);
     thread->start();
-    ASSERT_TRUE(done.wait(10000));
+    ASSERT_TRUE(view_test::WaitUntil([&] { return *done >= 1; }, 10000));
     QImage thumbnail;
     ASSERT_EQ(1, cache.Get(2, &thumbnail));
     EXPECT_EQ(QSize(50, 25), thumbnail.size());
@@ -66,10 +65,10 @@ TEST_F(SnapshotThreadTest, AnOddWidthFrameIsNotSkewed)
     // A frame of 101 columns: its rows are 303 bytes, not a multiple of 4.
     reader = analysis_test::WriteI420(dir.File("odd.yuv"), 101, 40, 1, [](int, int x, int) { return x < 50 ? 16 : 235; });
     thread = std::make_unique<SnapshotThread>(&cache, reader, 50);
-    QSignalSpy done(thread.get(), SIGNAL(GetImageSuccess()));
+    const auto done = view_test::CountQueued(thread.get(), &SnapshotThread::GetImageSuccess);
     thread->PushTask(0);
     thread->start();
-    ASSERT_TRUE(done.wait(10000));
+    ASSERT_TRUE(view_test::WaitUntil([&] { return *done >= 1; }, 10000));
     QImage thumbnail;
     ASSERT_EQ(1, cache.Get(0, &thumbnail));
     for (int y = 0; y < thumbnail.height(); y++) {
@@ -82,10 +81,10 @@ TEST_F(SnapshotThreadTest, AnUnreadableFrameLeavesNoEntryButIsStillReported)
 {
     analysis_test::DebugCapture debug;
     Make(16, 8, 3);
-    QSignalSpy done(thread.get(), SIGNAL(GetImageSuccess()));
+    const auto done = view_test::CountQueued(thread.get(), &SnapshotThread::GetImageSuccess);
     thread->PushTask(7);
     thread->start();
-    ASSERT_TRUE(done.wait(10000));
+    ASSERT_TRUE(view_test::WaitUntil([&] { return *done >= 1; }, 10000));
     // The worker writes its last line after the signal has gone out.
     ASSERT_TRUE(view_test::WaitUntil([&] { return debug.Count("End Send") == 1; }));
     EXPECT_FALSE(cache.Contains(7));
@@ -98,15 +97,15 @@ TEST_F(SnapshotThreadTest, NegativeIndexesAndCachedFramesAreSkippedSilently)
     Make(16, 8, 3);
     QImage* cached = new QImage(50, 25, QImage::Format_RGB888);
     cache.Put(1, cached);
-    QSignalSpy done(thread.get(), SIGNAL(GetImageSuccess()));
+    const auto done = view_test::CountQueued(thread.get(), &SnapshotThread::GetImageSuccess);
     thread->PushTask(-3);
     thread->PushTask(1);
     thread->PushTask(0);
     thread->start();
     // Only the last request makes a thumbnail and a report.
-    ASSERT_TRUE(done.wait(10000));
+    ASSERT_TRUE(view_test::WaitUntil([&] { return *done >= 1; }, 10000));
     view_test::FlushEvents();
-    EXPECT_EQ(1, done.count());
+    EXPECT_EQ(1, *done);
     EXPECT_TRUE(cache.Contains(0));
     EXPECT_FALSE(cache.Contains(-3));
     // The cached frame was looked up, not rendered again.
@@ -124,8 +123,8 @@ TEST_F(SnapshotThreadTest, StopAllTaskStopsTheWorkerAndKeepsTheRequests)
     thread->PushTask(1);
     EXPECT_EQ(2, thread->PendingTasks());
     // It can run again after a stop.
-    QSignalSpy done(thread.get(), SIGNAL(GetImageSuccess()));
+    const auto done = view_test::CountQueued(thread.get(), &SnapshotThread::GetImageSuccess);
     thread->start();
-    ASSERT_TRUE(view_test::WaitUntil([&] { return done.count() == 2; }));
+    ASSERT_TRUE(view_test::WaitUntil([&] { return *done == 2; }));
     EXPECT_EQ(0, thread->PendingTasks());
 }

@@ -28,6 +28,7 @@
 #include <cstdint>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -92,6 +93,18 @@ inline bool WaitUntil(const std::function<bool()>& condition, int milliseconds =
         QApplication::processEvents(QEventLoop::AllEvents, 20);
     }
     return true;
+}
+
+// Counts a signal's emissions as this thread receives them, queued: a
+// worker thread may emit at any time, before a wait began included, without
+// racing the test (QSignalSpy appends from the emitting thread and its wait
+// misses what came before it).
+template <typename Sender, typename Signal>
+std::shared_ptr<int> CountQueued(Sender* sender, Signal signal)
+{
+    auto count = std::make_shared<int>(0);
+    QObject::connect(sender, signal, qApp, [count] { ++*count; }, Qt::QueuedConnection);
+    return count;
 }
 
 // Delivers every event posted so far, the update requests that widgets
