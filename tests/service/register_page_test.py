@@ -21,8 +21,8 @@ from cryptography import x509
 from cryptography.hazmat.primitives import serialization
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
+from selenium.common.exceptions import StaleElementReferenceException, WebDriverException
 from selenium.webdriver.common.by import By
-from selenium.webdriver.support import expected_conditions
 from selenium.webdriver.support.ui import WebDriverWait
 
 
@@ -66,7 +66,22 @@ def submit(driver, base, email, password, again):
     button.click()
     # The click returns before the answer page is there: wait for the old
     # page to go.
-    WebDriverWait(driver, 60).until(expected_conditions.staleness_of(button))
+    WebDriverWait(driver, 60).until(lambda _: gone(button))
+
+
+def gone(element):
+    """True once element's page has been replaced. While the new page comes
+    in, ChromeDriver may answer for an old node with an unknown error that
+    says so instead of a stale element."""
+    try:
+        element.is_enabled()
+        return False
+    except StaleElementReferenceException:
+        return True
+    except WebDriverException as error:
+        if "does not belong to the document" in str(error):
+            return True
+        raise
 
 
 def message(driver):
