@@ -19,9 +19,13 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <sstream>
+#include <thread>
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -74,14 +78,39 @@ protected:
                  const std::string& outPath = "")
     {
         const std::string out = outPath.empty() ? dir.File("stdout.txt") : outPath;
-        const std::string err = dir.File("stderr.txt");
+        const pid_t pid = Start(program, args, out, -1);
+        ToolRun run = Finish(pid);
+        run.out = outPath.empty() ? lumo_test::ReadWholeFile(out) : std::string();
+        return run;
+    }
+
+    // The tool writing its report into stdoutFd (a pipe the test holds);
+    // whileRunning runs once it has started, the pipe's write end closed.
+    ToolRun IqaInto(int stdoutFd, const std::vector<std::string>& args,
+                    const std::function<void()>& whileRunning)
+    {
+        const pid_t pid = Start(LUMO_IQA_PATH, args, "", stdoutFd);
+        close(stdoutFd);
+        whileRunning();
+        return Finish(pid);
+    }
+
+    pid_t Start(const std::string& program, const std::vector<std::string>& args,
+                const std::string& outPath, int stdoutFd)
+    {
         lumo_test::SpawnOptions options;
         options.argv = {program};
         options.argv.insert(options.argv.end(), args.begin(), args.end());
-        options.stdoutPath = out;
-        options.stderrPath = err;
+        options.stdoutPath = outPath;
+        options.stdoutFd = stdoutFd;
+        options.stderrPath = dir.File("stderr.txt");
         options.searchPath = true;
-        const pid_t pid = lumo_test::Spawn(options);
+        return lumo_test::Spawn(options);
+    }
+
+    // Waits for the program; its exit, peak memory and standard error.
+    ToolRun Finish(pid_t pid)
+    {
         ToolRun run;
         int status = 0;
         struct rusage usage {};
@@ -93,8 +122,7 @@ protected:
                 run.signal = WTERMSIG(status);
             }
         }
-        run.out = outPath.empty() ? lumo_test::ReadWholeFile(out) : std::string();
-        run.err = lumo_test::ReadWholeFile(err);
+        run.err = lumo_test::ReadWholeFile(dir.File("stderr.txt"));
         return run;
     }
 
@@ -738,6 +766,91 @@ TEST_F(LumoIqaTest, HelpThatCannotBeWrittenExitsOne)
     const auto lines = lumo_test::SplitLines(longReport.err);
     ASSERT_EQ(lines.size(), 1u) << longReport.err;
     EXPECT_NE(lines[0].find("writing the report failed"), std::string::npos) << lines[0];
+}
+
+// lumo-iqa ... | head -c 10: a reader that goes away makes the report one
+// that could not be written, exit 1 with its line, not death by SIGPIPE.
+TEST_F(LumoIqaTest, AReaderThatGoesAwayIsExitOneNotSigpipe)
+{
+    MakePair(16, 8, 50000);
+    const std::vector<std::string> report{"--size", Size(), "--layout", "I420", pathA, pathB};
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"--help"}, report}) {
+        int fds[2];
+        ASSERT_EQ(pipe2(fds, O_CLOEXEC), 0);
+        close(fds[0]); // gone before the first byte
+        const ToolRun run = IqaInto(fds[1], args, [] {});
+        EXPECT_EQ(run.signal, 0) << args[0];
+        ExpectOneLineError(run, 1, "writing");
+    }
+    // Ten bytes read, then gone while the long report is being written.
+    int fds[2];
+    ASSERT_EQ(pipe2(fds, O_CLOEXEC), 0);
+    const ToolRun run = IqaInto(fds[1], report, [&] {
+        char head[10];
+        size_t got = 0;
+        while (got < sizeof(head)) {
+            const ssize_t n = read(fds[0], head + got, sizeof(head) - got);
+            if (n <= 0) {
+                break;
+            }
+            got += static_cast<size_t>(n);
+        }
+        EXPECT_EQ(got, sizeof(head));
+        close(fds[0]);
+    });
+    EXPECT_EQ(run.signal, 0);
+    ExpectOneLineError(run, 1, "writing the report failed");
+}
+
+TEST_F(LumoIqaTest, AnUnreadableInputSaysWhy)
+{
+    MakePair(16, 8, 2);
+    auto why = [&](const std::string& input, const std::string& reason) {
+        SCOPED_TRACE(input);
+        ExpectOneLineError(Iqa({"--size", Size(), "--layout", "I420", input, pathB}), 3,
+                           "cannot read '" + input + "': " + reason);
+    };
+    why(dir.File("missing.yuv"), "No such file or directory");
+    why(dir.Path(), "Is a directory");
+    lumo_test::TestFifo fifo(dir.File("pipe.yuv"));
+    ASSERT_TRUE(fifo.Made());
+    EXPECT_TRUE(fifo.ReturnsWithin([&] { why(fifo.Path(), "a FIFO (named pipe), not a regular file"); },
+                                   std::chrono::seconds(20)));
+    why("/dev/null", "not a regular file");
+    why(pathA + "/below", "Not a directory");
+    // Mode bits do not stop root.
+    if (geteuid() != 0) {
+        ASSERT_EQ(chmod(pathA.c_str(), 0), 0);
+        why(pathA, "Permission denied");
+    }
+}
+
+// The tool reads at most two batches (about 1 MB of I420, at most 4096
+// frames each) per core ahead of the rows it has written. When its first
+// bytes reach the pipe it is still writing the first batch's rows (far more
+// than a pipe holds), so a file cut short beyond those batches fails
+// mid-run.
+TEST_F(LumoIqaTest, AFileThatShrinksMidRunSaysWhereItEnded)
+{
+    const int64_t frameBytes = 16 * 8 * 3 / 2;
+    const int64_t batch = 4096;
+    const int64_t cores = std::max<int64_t>(1, std::thread::hardware_concurrency());
+    const int64_t kept = (2 * cores + 3) * batch;
+    const std::string path = dir.File("shrinking.yuv");
+    WriteFile(path, Bytes());
+    std::filesystem::resize_file(path, static_cast<uintmax_t>((kept + 2 * batch) * frameBytes));
+    int fds[2];
+    ASSERT_EQ(pipe2(fds, O_CLOEXEC), 0);
+    const ToolRun run = IqaInto(fds[1], {"--size", "16x8", "--layout", "I420", "--format", "csv", path, path}, [&] {
+        pollfd ready{fds[0], POLLIN, 0};
+        EXPECT_EQ(poll(&ready, 1, 60000), 1);
+        std::filesystem::resize_file(path, static_cast<uintmax_t>(kept * frameBytes));
+        char drain[65536];
+        while (read(fds[0], drain, sizeof(drain)) > 0) {
+        }
+        close(fds[0]);
+    });
+    ExpectOneLineError(run, 3, "'" + path + "' ended before frame " + std::to_string(kept));
 }
 
 TEST_F(LumoIqaTest, HelpListsTheExitCodes)

@@ -8,12 +8,17 @@
 #include "lumo/YUVTypeInstance.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <condition_variable>
 #include <mutex>
 #include <new>
 #include <system_error>
 #include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace lumo_iqa {
 
@@ -27,6 +32,62 @@ constexpr int64_t kMostBatchFrames = 4096;
 std::string SizeText(int width, int height)
 {
     return std::to_string(width) + "x" + std::to_string(height);
+}
+
+// The system's words for an error number; unlike strerror, safe on the
+// worker threads.
+std::string ErrorText(int error)
+{
+    return std::generic_category().message(error);
+}
+
+// Why the library could not open path: it is missing, not a regular file
+// or not readable. A FIFO is named but never opened, which could block.
+std::string WhyUnreadable(const std::string& path)
+{
+    struct stat info {};
+    if (stat(path.c_str(), &info) != 0) {
+        return ErrorText(errno);
+    }
+    if (S_ISDIR(info.st_mode)) {
+        return ErrorText(EISDIR);
+    }
+    if (S_ISFIFO(info.st_mode)) {
+        return "a FIFO (named pipe), not a regular file";
+    }
+    if (!S_ISREG(info.st_mode)) {
+        return "not a regular file";
+    }
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        return ErrorText(errno);
+    }
+    close(fd);
+    return "it changed while it was being opened";
+}
+
+// Why frames that were counted when the comparison began could not be read:
+// the file is looked at again, as it is now.
+std::string WhyReadFailed(const IqaInput& input, int64_t first, int count, const std::string& frames)
+{
+    lumo::YUVFrameFile now;
+    std::string why;
+    const int status = input.y4m ? now.OpenY4M(input.path, why)
+                                 : now.OpenRaw(input.path, input.width, input.height, input.layout);
+    if (status == lumo::YUVReader::READ_ERROR_HEADER) {
+        return Quoted(input.path) + " changed while it was compared: " + why;
+    }
+    if (status != lumo::YUVReader::READ_OK) {
+        return "cannot read " + Quoted(input.path) + " any more, at frame " + std::to_string(first) +
+               ": " + WhyUnreadable(input.path);
+    }
+    if (now.FrameCount() < first + count) {
+        return Quoted(input.path) + " ended before frame " +
+               std::to_string(std::max(first, now.FrameCount())) +
+               ": it was cut short while it was compared";
+    }
+    return "reading " + frames + " of " + Quoted(input.path) +
+           " failed although the file holds them (an input/output error)";
 }
 
 } // namespace
@@ -211,8 +272,7 @@ private:
             reason = Quoted(input.path) + ": a frame among " + frames +
                      " does not start with its FRAME line";
         } else {
-            reason = "reading " + frames + " of " + Quoted(input.path) + " failed (status " +
-                     std::to_string(status) + ")";
+            reason = WhyReadFailed(input, first, count, frames);
         }
         return kExitInput;
     }
@@ -275,7 +335,7 @@ int IqaComparison::Open(const IqaInput& input, lumo::YUVFrameFile& file, std::st
         }
         return kExitUsage;
     default:
-        error = "cannot read " + Quoted(input.path);
+        error = "cannot read " + Quoted(input.path) + ": " + WhyUnreadable(input.path);
         return kExitInput;
     }
 }

@@ -5,6 +5,7 @@
 #include "IqaOptions.h"
 #include "IqaReport.h"
 
+#include <csignal>
 #include <cstdio>
 #include <new>
 #include <string>
@@ -65,6 +66,9 @@ int Run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
+    // A reader that goes away (| head) makes writes fail, which is exit 1
+    // with its message, rather than ending the program on SIGPIPE.
+    std::signal(SIGPIPE, SIG_IGN);
     // Out of memory anywhere ends here, with a message that needs none.
     try {
         return Run(argc, argv);
