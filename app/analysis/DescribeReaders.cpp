@@ -1,22 +1,25 @@
 #include "analysis/DescribeReaders.h"
 
+namespace {
+
+// Every place holder is filled in one pass, so a "%2" in a path stays text.
+QString Describe(const char* tag, const lumo::YUVReader& reader)
+{
+    return QString("[%1 file=%2; size=%3x%4; type=%5]")
+        .arg(QString::fromLatin1(tag), QString::fromStdString(reader.path), QString::number(reader.width),
+             QString::number(reader.height), QString::fromStdString(reader.type.name));
+}
+
+} // namespace
+
 QString DescribeReaders(const lumo::YUVReader& first, const lumo::YUVReader& second)
 {
     QString text;
     if (!first.path.empty()) {
-        text = QString("[read1 file=%1; size=%2x%3; type=%4]")
-                   .arg(QString::fromStdString(first.path))
-                   .arg(first.width)
-                   .arg(first.height)
-                   .arg(QString::fromStdString(first.type.name));
+        text = Describe("read1", first);
     }
     if (!second.path.empty()) {
-        text = QString("%1 + [read2 file=%2; size=%3x%4; type=%5]")
-                   .arg(text)
-                   .arg(QString::fromStdString(second.path))
-                   .arg(second.width)
-                   .arg(second.height)
-                   .arg(QString::fromStdString(second.type.name));
+        text += " + " + Describe("read2", second);
     }
     return text;
 }
