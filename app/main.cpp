@@ -1,5 +1,6 @@
 // YUV Lumo: the splash window decides what comes next.
 #include "online/LoadingWindow.h"
+#include "online/ServiceNetwork.h"
 #include "shell/StartUp.h"
 
 #include <QApplication>
@@ -10,5 +11,8 @@ int main(int argc, char* argv[])
     PrepareApplication();
     LoadingWindow splash(nullptr);
     splash.show();
-    return app.exec();
+    const int code = app.exec();
+    // Network threads end while the application object is still whole.
+    ServiceNetwork::ShutDown();
+    return code;
 }

@@ -2,6 +2,7 @@
 
 #include "online/InfoBox.h"
 #include "online/LogManager.h"
+#include "online/ServiceNetwork.h"
 #include "online/ServiceReply.h"
 #include "online/ServiceRequest.h"
 
@@ -13,7 +14,7 @@
 #include <QSettings>
 
 FeedbackWindow::FeedbackWindow(QWidget* parent)
-    : QMainWindow(parent), ui(new Ui_FeedbackWindow()), manager(new QNetworkAccessManager(this)),
+    : QMainWindow(parent), ui(new Ui_FeedbackWindow()), manager(ServiceNetwork::NewManager(this)),
       logManager(std::make_unique<LogManager>())
 {
     ui->setupUi(this);

@@ -2,6 +2,7 @@
 #define LUMO_APP_FEEDBACKWINDOW_H
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include <memory>
 
@@ -24,7 +25,9 @@ public slots:
 
 private:
     Ui_FeedbackWindow* ui;
-    QNetworkAccessManager* manager;
+    // Ended with the others at exit (ServiceNetwork), possibly before this
+    // window goes.
+    QPointer<QNetworkAccessManager> manager;
     std::unique_ptr<LogManager> logManager;
 };
 

@@ -1,6 +1,7 @@
 #include "online/LoadingWindow.h"
 
 #include "online/LoginWindow.h"
+#include "online/ServiceNetwork.h"
 #include "online/ServiceReply.h"
 #include "online/ServiceRequest.h"
 #include "online/YuvLumoUtil.h"
@@ -50,7 +51,7 @@ void LoadingWindow::timeoutSig()
         close();
         return;
     }
-    manager = new QNetworkAccessManager(this);
+    manager = ServiceNetwork::NewManager(this);
     connect(manager, SIGNAL(finished(QNetworkReply*)), this, SLOT(OnNetworkProcessFinished(QNetworkReply*)));
     // The session check names the platform "macosx", as the service has
     // always been asked; the usage events say "Linux".

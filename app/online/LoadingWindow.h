@@ -2,6 +2,7 @@
 #define LUMO_APP_LOADINGWINDOW_H
 
 #include <QMainWindow>
+#include <QPointer>
 #include <QTimer>
 
 class QNetworkAccessManager;
@@ -30,7 +31,9 @@ private:
 
     Ui_LoadingWindow* ui;
     QTimer timer;
-    QNetworkAccessManager* manager;
+    // Ended with the others at exit (ServiceNetwork), possibly before this
+    // window goes.
+    QPointer<QNetworkAccessManager> manager;
 };
 
 #endif

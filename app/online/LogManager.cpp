@@ -1,15 +1,12 @@
 #include "LogManager.h"
 
+#include "ServiceNetwork.h"
 #include "ServiceRequest.h"
 #include "YuvLumoUtil.h"
 
-#include <QCoreApplication>
 #include <QDebug>
-#include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QSettings>
-
-#include <memory>
 
 namespace {
 
@@ -31,32 +28,9 @@ QString Number(double value)
 
 } // namespace
 
-// The manager belongs to the application object, so one that still has
-// posts on their way at exit goes (cutting them off) while Qt is whole:
-// one left behind kept its network thread running into the process's end,
-// which crashed now and then.
 LogManager::LogManager()
-    : manager(new QNetworkAccessManager(QCoreApplication::instance()))
 {
     qDebug().noquote().nospace() << "[record log ipAddress] = " << YuvLumoUtil::getHostIpAddress();
-}
-
-LogManager::~LogManager()
-{
-    const QList<QNetworkReply*> pending = manager->findChildren<QNetworkReply*>();
-    if (pending.isEmpty()) {
-        manager->deleteLater();
-        return;
-    }
-    auto left = std::make_shared<int>(pending.size());
-    QNetworkAccessManager* owner = manager;
-    for (QNetworkReply* reply : pending) {
-        QObject::connect(reply, &QObject::destroyed, owner, [owner, left] {
-            if (--*left == 0) {
-                owner->deleteLater();
-            }
-        });
-    }
 }
 
 int LogManager::recordLogData(QString type, QString app, QString page, QString block, QString action, QString info)
@@ -78,7 +52,7 @@ int LogManager::recordLogData(QString type, QString app, QString page, QString b
         {"info", "[user_email]" + email + "; [info] " + info},
     });
     qDebug().noquote().nospace() << "record log post_data=" << body;
-    QNetworkReply* reply = ServiceRequest::Post(manager, "/lumo/user/anchor/anchor", body);
+    QNetworkReply* reply = ServiceRequest::Post(ServiceNetwork::UsageManager(), "/lumo/user/anchor/anchor", body);
     QObject::connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
     return 0;
 }

@@ -3,17 +3,15 @@
 
 #include <QString>
 
-class QNetworkAccessManager;
-
 // Reports usage events to the maker's web service, fire and forget: one
 // form post per event, whose answer is never read. Nothing is sent while the
 // user is signed out, except the login window's own events.
 class LogManager {
 public:
+    // Every reporter posts with the application's one usage manager
+    // (ServiceNetwork), so posts still on their way outlive their reporter
+    // until they end or the application does.
     LogManager();
-    // Posts still on their way are not cut off: the network manager goes
-    // once they have ended, or with the application object at exit.
-    ~LogManager();
     LogManager(const LogManager&) = delete;
     LogManager& operator=(const LogManager&) = delete;
 
@@ -33,9 +31,6 @@ public:
     int RecordStopPlay(QString file);
     int RecordOpen2ndFile(QString text);
     int RecordCheckUpdateClick(bool download);
-
-private:
-    QNetworkAccessManager* manager;
 };
 
 #endif

@@ -2,6 +2,7 @@
 
 #include "online/InfoBox.h"
 #include "online/LogManager.h"
+#include "online/ServiceNetwork.h"
 #include "online/ServiceReply.h"
 #include "online/ServiceRequest.h"
 #include "online/YuvLumoUtil.h"
@@ -61,7 +62,7 @@ void LoginWindow::LoginClickListener()
     }
     QSettings("MediaLumo", "YUVLumo").setValue("EMAIL", email);
     if (manager == nullptr) {
-        manager = new QNetworkAccessManager(this);
+        manager = ServiceNetwork::NewManager(this);
         connect(manager, SIGNAL(finished(QNetworkReply*)), this, SLOT(OnNetworkProcessFinished(QNetworkReply*)));
     }
     ServiceRequest::Post(manager, "/lumo/user/login/login",

@@ -2,6 +2,7 @@
 #define LUMO_APP_LOGINWINDOW_H
 
 #include <QMainWindow>
+#include <QPointer>
 #include <QString>
 
 #include <memory>
@@ -28,7 +29,9 @@ public slots:
 
 private:
     Ui_LoginWindow* ui;
-    QNetworkAccessManager* manager;
+    // Ended with the others at exit (ServiceNetwork), possibly before this
+    // window goes.
+    QPointer<QNetworkAccessManager> manager;
     std::unique_ptr<LogManager> logManager;
 };
 

@@ -1,5 +1,7 @@
 #include "online/ServiceReply.h"
 
+#include "online/ReplyLimits.h"
+
 #include <QDebug>
 #include <QJsonDocument>
 #include <QNetworkReply>
@@ -10,7 +12,8 @@ bool ReadServiceReply(QNetworkReply* reply, QJsonObject& json, bool logBody)
     qDebug() << "status code=" << reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt()
              << "reason=" << reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString();
     if (reply->error() != QNetworkReply::NoError) {
-        qDebug() << "Failed: " << reply->errorString();
+        const QString limit = ReplyLimits::Reason(reply);
+        qDebug() << "Failed: " << (limit.isEmpty() ? reply->errorString() : limit);
         return false;
     }
     const QByteArray body = reply->readAll();

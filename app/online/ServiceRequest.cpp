@@ -1,5 +1,7 @@
 #include "ServiceRequest.h"
 
+#include "online/ReplyLimits.h"
+
 #include <QDebug>
 #include <QNetworkAccessManager>
 #include <QSslCertificate>
@@ -66,12 +68,13 @@ QNetworkRequest ServiceRequest::FormPost(const QString& pathAndQuery, const QByt
     request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
     request.setHeader(QNetworkRequest::ContentLengthHeader, body.size());
     request.setSslConfiguration(SslConfiguration());
-    request.setTransferTimeout(kTimeoutMs);
     return request;
 }
 
 QNetworkReply* ServiceRequest::Post(QNetworkAccessManager* manager, const QString& pathAndQuery,
                                     const QByteArray& body)
 {
-    return manager->post(FormPost(pathAndQuery, body), body);
+    QNetworkReply* reply = manager->post(FormPost(pathAndQuery, body), body);
+    ReplyLimits::Apply(reply, kTimeoutMs, kMaxReplyBytes);
+    return reply;
 }

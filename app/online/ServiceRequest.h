@@ -23,8 +23,12 @@ class ServiceRequest {
 public:
     static constexpr const char* kDefaultBaseUrl = "https://127.0.0.1:8443";
     // A request that has not finished after this many milliseconds (a
-    // service that does not answer) ends with a network error.
+    // service that does not answer, or answers a byte at a time) ends with
+    // a network error.
     static constexpr int kTimeoutMs = 10000;
+    // So does one whose answer grows past this many bytes; the service's
+    // answers are JSON objects of a few hundred bytes.
+    static constexpr qint64 kMaxReplyBytes = 64 * 1024;
 
     // The service's address; an unset, unparsable or non-https variable
     // gives the default (with a warning for the last two).
@@ -37,10 +41,11 @@ public:
     // QUrl::toPercentEncoding.
     static QByteArray FormBody(const QList<QPair<QString, QString>>& fields);
     // A form post of body to pathAndQuery: address, content type
-    // "application/x-www-form-urlencoded", content length, the trusted
-    // certificates and the time-out.
+    // "application/x-www-form-urlencoded", content length and the trusted
+    // certificates.
     static QNetworkRequest FormPost(const QString& pathAndQuery, const QByteArray& body);
-    // Posts body with manager; the reply belongs to the caller.
+    // Posts body with manager, bounded by kTimeoutMs and kMaxReplyBytes;
+    // the reply belongs to the caller.
     static QNetworkReply* Post(QNetworkAccessManager* manager, const QString& pathAndQuery, const QByteArray& body);
     // Peer verification on, TLS 1.2 or later, system certificates plus the
     // YUVLUMO_SERVICE_CA ones.

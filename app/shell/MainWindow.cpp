@@ -5,6 +5,7 @@
 #include "online/LogManager.h"
 #include "online/LoginWindow.h"
 #include "online/NewVersionDiglog.h"
+#include "online/ServiceNetwork.h"
 #include "online/ServiceReply.h"
 #include "online/ServiceRequest.h"
 #include "online/YuvLumoUtil.h"
@@ -33,7 +34,7 @@ const char* const kVersionPath = "/lumo/user/version/get_latest_version?app_name
 } // namespace
 
 MainWindow::MainWindow(QWidget* parent)
-    : QMainWindow(parent), ui(new Ui_MainWindow()), manager(new QNetworkAccessManager(this))
+    : QMainWindow(parent), ui(new Ui_MainWindow()), manager(ServiceNetwork::NewManager(this))
 {
     ui->setupUi(this);
     setWindowIcon(LogoIcon());
@@ -140,7 +141,7 @@ void MainWindow::FeedbackClickListener()
 void MainWindow::CheckVersionClickListener()
 {
     logManager->RecordCheckUpdateClick(false);
-    auto* onDemand = new QNetworkAccessManager(this);
+    auto* onDemand = ServiceNetwork::NewManager(this);
     connect(onDemand, SIGNAL(finished(QNetworkReply*)), this, SLOT(OnNetworkProcessFinished2(QNetworkReply*)));
     ServiceRequest::Post(onDemand, kVersionPath, QByteArray());
 }

@@ -4,6 +4,7 @@
 #include "settings/YuvReaderParse.h"
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include <memory>
 
@@ -49,7 +50,9 @@ private:
     Ui_MainWindow* ui;
     YuvReaderParse readerParse;
     std::unique_ptr<LogManager> logManager;
-    QNetworkAccessManager* manager;
+    // Ended with the others at exit (ServiceNetwork), possibly before this
+    // window goes.
+    QPointer<QNetworkAccessManager> manager;
 };
 
 #endif
