@@ -34,7 +34,7 @@ void Warn(const QString& text)
 
 OpenFileDialog::OpenFileDialog(QWidget* parent)
     : QDialog(parent), ui(new Ui_OpenFileDialog()), typeGroup(nullptr), typeIndex(-1), width(0), height(0),
-      logManager(std::make_unique<LogManager>())
+      logManager(std::make_unique<LogManager>()), converting(false)
 {
     ui->setupUi(this);
     setWindowTitle(kTitle);
@@ -143,7 +143,7 @@ void OpenFileDialog::OpenMediaClickListener()
         output = input + "." + QString::number(Kest::KestTime::GetTime()) + ".yuv";
     } while (QFileInfo::exists(output));
 
-    SetButtonsEnabled(false);
+    SetConverting(true);
     auto* thread = new OpenFileConvThread(input, output, this);
     connect(thread, SIGNAL(OnStart(double)), this, SLOT(ReadThread_OnStart(double)));
     connect(thread, SIGNAL(OnProgress(float)), this, SLOT(ReadThread_OnProgress(float)));
@@ -153,11 +153,12 @@ void OpenFileDialog::OpenMediaClickListener()
     thread->start(QThread::InheritPriority);
 }
 
-void OpenFileDialog::SetButtonsEnabled(bool enabled)
+void OpenFileDialog::SetConverting(bool on)
 {
+    converting = on;
     for (QPushButton* button :
          {ui->open_file_btn, ui->open_file_video, ui->open_file_image, ui->open_file_cancel, ui->open_file_ok}) {
-        button->setEnabled(enabled);
+        button->setEnabled(!on);
     }
 }
 
@@ -181,7 +182,7 @@ void OpenFileDialog::ReadThread_OnError(int code)
                                                                                : "打开失败");
     ui->width_spin_box->setValue(0);
     ui->height_spin_box->setValue(0);
-    SetButtonsEnabled(true);
+    SetConverting(false);
 }
 
 void OpenFileDialog::ReadThread_OnFinish(QString yuvPath, QString typeIdName, int width, int height)
@@ -195,7 +196,7 @@ void OpenFileDialog::ReadThread_OnFinish(QString yuvPath, QString typeIdName, in
     if (QAbstractButton* button = typeGroup->button(type.index)) {
         button->setChecked(true);
     }
-    SetButtonsEnabled(true);
+    SetConverting(false);
     paths.append(yuvPath);
     ui->open_file_path_label->setText(paths.join(";"));
 }
@@ -236,6 +237,14 @@ void OpenFileDialog::OkClickListener()
 void OpenFileDialog::CancelClickListener()
 {
     reject();
+}
+
+void OpenFileDialog::reject()
+{
+    if (converting) {
+        return;
+    }
+    QDialog::reject();
 }
 
 void OpenFileDialog::workStart()

@@ -45,12 +45,17 @@ public slots:
     void ReadThread_OnFinish(QString yuvPath, QString typeIdName, int width, int height);
     void workStart();
     void workFinished(int width, int height, int index);
+    // Escape and the title bar's close come here too: while a conversion
+    // runs the dialog stays open, as its buttons are disabled, since the
+    // conversion cannot be stopped and its result would have no entry.
+    void reject() override;
 
 private:
     // Runs a file dialog for existing files; their paths, or none when the
     // user cancelled. A failure is reported as a usage error.
     QStringList ChooseFiles();
-    void SetButtonsEnabled(bool enabled);
+    // Converting: the five buttons disabled and the dialog kept open.
+    void SetConverting(bool on);
 
     Ui_OpenFileDialog* ui;
     QStringList paths;
@@ -60,6 +65,7 @@ private:
     int width;
     int height;
     std::unique_ptr<LogManager> logManager;
+    bool converting;
 };
 
 #endif

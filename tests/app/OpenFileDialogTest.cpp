@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <QButtonGroup>
+#include <QCloseEvent>
 #include <QLabel>
 #include <QLayout>
 #include <QProcess>
@@ -74,14 +75,15 @@ protected:
         return path;
     }
 
-    std::string Media(const std::string& name, const QString& pixelFormat = "yuv420p", const QString& codec = "libx264")
+    std::string Media(const std::string& name, const QString& pixelFormat = "yuv420p", const QString& codec = "libx264",
+                      int frames = 10)
     {
         const std::string path = dir.File(name);
         QProcess ffmpeg;
         ffmpeg.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         ffmpeg.start(QStandardPaths::findExecutable("ffmpeg"),
                      {"-hide_banner", "-loglevel", "error", "-nostdin", "-y", "-f", "lavfi", "-i",
-                      "testsrc2=s=64x48:r=25", "-frames:v", "10", "-c:v", codec, "-pix_fmt", pixelFormat,
+                      "testsrc2=s=64x48:r=25", "-frames:v", QString::number(frames), "-c:v", codec, "-pix_fmt", pixelFormat,
                       QString::fromStdString(path)});
         EXPECT_TRUE(ffmpeg.waitForFinished(60000) && ffmpeg.exitCode() == 0) << name;
         return path;
@@ -258,6 +260,32 @@ TEST_F(OpenFileDialogTest, AConvertedMediaFileFillsTheChoiceWithI420AndItsSize)
     QTest::mouseClick(Child<QPushButton>("open_file_ok"), Qt::LeftButton);
     EXPECT_EQ(QDialog::Accepted, dialog->result());
     EXPECT_EQ(0, dialog->GetTypeIndex());
+}
+
+TEST_F(OpenFileDialogTest, EscapeAndCloseLeaveTheDialogOpenUntilTheConversionEnds)
+{
+    // A thousand pictures take a second at least: the conversion pauses
+    // 1 ms before each one's progress.
+    const std::string input = Media("long.mp4", "yuv420p", "libx264", 1000);
+    ASSERT_TRUE(view_test::ShowAndExpose(*dialog));
+    ChooseWith("open_file_video", {QString::fromStdString(input)});
+    ASSERT_TRUE(view_test::WaitUntil([&] { return Label().endsWith("%"); }, 60000));
+    ASSERT_FALSE(ButtonsEnabled()) << "the conversion ended before it could be interrupted";
+    QTest::keyClick(dialog.get(), Qt::Key_Escape);
+    QCloseEvent close;
+    QApplication::sendEvent(dialog.get(), &close);
+    EXPECT_FALSE(close.isAccepted());
+    EXPECT_TRUE(dialog->isVisible());
+
+    ASSERT_TRUE(view_test::WaitUntil([&] { return ButtonsEnabled(); }, 60000));
+    EXPECT_TRUE(dialog->isVisible());
+    ASSERT_EQ(1, dialog->GetPaths().size());
+    EXPECT_EQ(1000u * 4608u, QFileInfo(dialog->GetPaths().first()).size());
+    EXPECT_EQ(dialog->GetPaths().first(), Label());
+    // Once it has ended, Escape cancels as ever.
+    QTest::keyClick(dialog.get(), Qt::Key_Escape);
+    EXPECT_FALSE(dialog->isVisible());
+    EXPECT_EQ(QDialog::Rejected, dialog->result());
 }
 
 TEST_F(OpenFileDialogTest, ProgressShowsWholePercent)
