@@ -300,10 +300,11 @@ void LumoImageView::workFinished(double ssim, double mseY, double mseU, double m
     free(frame420second);
     frame420 = nullptr;
     frame420second = nullptr;
-    if (!current) {
-        return;
+    if (current) {
+        logManager.RecordIQAInfo(formatYuvReadersInfoForLog(), ssim, psnrY, psnrU, psnrV);
     }
-    logManager.RecordIQAInfo(formatYuvReadersInfoForLog(), ssim, psnrY, psnrU, psnrV);
+    // Closing a file or the window drops the waiting frame, so one still
+    // waiting was chosen for the files open now, whoever's result this is.
     if (pendingFrame >= 0) {
         const int frame = pendingFrame;
         pendingFrame = -1;

@@ -591,6 +591,24 @@ TEST_F(LumoImageViewTest, TwoHundredRapidSelectionsEndWithTheLastFramesResult)
     EXPECT_EQ(expected, Result());
 }
 
+TEST_F(LumoImageViewTest, AFrameChosenWhileAClosedFilesComparisonRunsIsComparedWithTheNewFile)
+{
+    OpenShown();
+    OpenSecond(second);
+    Select(1);
+    const lumo::YUVReader third = analysis_test::WriteI420(dir.File("third.yuv"), 64, 48, 6, [](int f, int x, int y) {
+        return (x * 3 + y * 5 + f * 11) % 256;
+    });
+    QTest::mouseClick(Child<QPushButton>("close2"), Qt::LeftButton);
+    OpenSecond(third);
+    // Nothing has run the event loop: the comparison of the closed file has
+    // not come back, so this choice has to wait for it.
+    ASSERT_TRUE(window->IsComparing());
+    Select(4);
+    EXPECT_TRUE(WaitForResult(ExpectedResult(first, third, 4, lumo::COLOR_SPACE_VIDEO_RANGE), 10000))
+        << Result().toStdString();
+}
+
 TEST_F(LumoImageViewTest, NoResultLandsAfterTheWindowIsClosed)
 {
     analysis_test::DebugCapture debug;
