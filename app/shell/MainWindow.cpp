@@ -41,6 +41,8 @@ MainWindow::MainWindow(QWidget* parent)
     setWindowTitle("YUV Lumo");
     QSettings settings("MediaLumo", "YUVLumo");
     auto* signedIn = new QLabel(QString("%1:%2").arg("已登录", settings.value("EMAIL").toString()), this);
+    // The e-mail is whatever was typed at login; shown as it is, never as markup.
+    signedIn->setTextFormat(Qt::PlainText);
     QFont font("黑体", 10);
     font.setWeight(75);
     signedIn->setFont(font);

@@ -145,11 +145,27 @@ TEST_F(MainWindowTest, FormMenusAndToolBar)
     auto* signedIn = qobject_cast<QLabel*>(toolBar->widgetForAction(items[0]));
     ASSERT_NE(nullptr, signedIn);
     EXPECT_EQ("已登录:ann@example.com", signedIn->text());
+    EXPECT_EQ(Qt::PlainText, signedIn->textFormat());
     EXPECT_EQ("黑体", signedIn->font().family());
     EXPECT_EQ(10, signedIn->font().pointSize());
     EXPECT_EQ(75, signedIn->font().weight());
     EXPECT_EQ("打开", items[1]->text());
     EXPECT_EQ("注销", items[2]->text());
+}
+
+TEST_F(MainWindowTest, TheSignedInEmailIsShownAsItIsNeverAsMarkup)
+{
+    StoreSession("a-token", "<h1>ann</h1>@example.com");
+    MainWindow* window = Open();
+    QToolBar* toolBar = window->findChild<QToolBar*>();
+    auto* signedIn = qobject_cast<QLabel*>(toolBar->widgetForAction(toolBar->actions()[0]));
+    ASSERT_NE(nullptr, signedIn);
+    EXPECT_EQ("已登录:<h1>ann</h1>@example.com", signedIn->text());
+    EXPECT_EQ(Qt::PlainText, signedIn->textFormat());
+    // One line of the label's own font, not a heading.
+    QLabel plain("已登录:ann@example.com");
+    plain.setFont(signedIn->font());
+    EXPECT_EQ(plain.sizeHint().height(), signedIn->sizeHint().height());
 }
 
 TEST_F(MainWindowTest, RestoresTheStoredListInOrderWithItsEntries)
