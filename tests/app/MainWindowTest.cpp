@@ -21,6 +21,7 @@
 #include <gtest/gtest.h>
 
 #include <QButtonGroup>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QLayout>
 #include <QMenuBar>
@@ -31,6 +32,9 @@
 #include <QtTest/QTest>
 
 #include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
 
 namespace {
 
@@ -81,22 +85,75 @@ protected:
         return window;
     }
 
-    static int Thumbnails(YUVListItem* item)
+    // The places of an entry's row of thumbnails, in order.
+    static std::vector<QLabel*> Places(YUVListItem* item)
     {
         QLayout* layout = item->findChild<QLayout*>("small_image_layout");
-        int labels = 0;
+        std::vector<QLabel*> places;
         for (int i = 0; layout != nullptr && i < layout->count(); i++) {
             if (auto* label = qobject_cast<QLabel*>(layout->itemAt(i)->widget())) {
-                EXPECT_EQ(100, label->height());
-                EXPECT_EQ(100, label->pixmap(Qt::ReturnByValue).height());
-                labels++;
+                places.push_back(label);
             }
         }
-        return labels;
+        return places;
     }
 
-    // Opens files through the window's open command and the dialog.
-    void OpenThroughTheDialog(MainWindow* window, const QStringList& paths, int typeIndex, int width, int height)
+    static bool HasPicture(QLabel* place) { return !place->pixmap(Qt::ReturnByValue).isNull(); }
+
+    // Places still waiting for their picture (a placeholder has a text).
+    static int Waiting(YUVListItem* item)
+    {
+        int waiting = 0;
+        for (QLabel* place : Places(item)) {
+            waiting += !HasPicture(place) && place->text().isEmpty() ? 1 : 0;
+        }
+        return waiting;
+    }
+
+    // The thumbnails once they have all been read (on a thread of their
+    // own).
+    static int Thumbnails(YUVListItem* item)
+    {
+        EXPECT_TRUE(view_test::WaitUntil([&] { return Waiting(item) == 0; }, 60000));
+        int pictures = 0;
+        for (QLabel* place : Places(item)) {
+            if (HasPicture(place)) {
+                EXPECT_EQ(100, place->height());
+                EXPECT_EQ(100, place->pixmap(Qt::ReturnByValue).height());
+                pictures++;
+            }
+        }
+        return pictures;
+    }
+
+    // A sparse raw I420 file: frames of black-green zeros that take no disk.
+    lumo::YUVReader Sparse(const std::string& name, int width, int height, int frames)
+    {
+        const lumo::YUVReader reader(dir.File(name), width, height, lumo::YUVType::YUV_TYPE_I420);
+        view_test::WriteFile(reader.path, std::vector<uint8_t>());
+        std::filesystem::resize_file(reader.path, static_cast<uintmax_t>(frames * reader.GetFrameLen()));
+        return reader;
+    }
+
+    // The process's peak memory (KiB) since the last ResetPeakMemory.
+    static long PeakMemoryKb()
+    {
+        std::ifstream status("/proc/self/status");
+        std::string line;
+        while (std::getline(status, line)) {
+            if (line.rfind("VmHWM:", 0) == 0) {
+                return std::stol(line.substr(6));
+            }
+        }
+        return -1;
+    }
+
+    static void ResetPeakMemory() { std::ofstream("/proc/self/clear_refs") << "5"; }
+
+    // Opens files through the window's open command and the dialog;
+    // beforeConfirm runs just before "确认" is clicked.
+    void OpenThroughTheDialog(MainWindow* window, const QStringList& paths, int typeIndex, int width, int height,
+                              const std::function<void()>& beforeConfirm = [] {})
     {
         shell_test::WhenShown<OpenFileDialog>([=](OpenFileDialog* dialog) {
             shell_test::WhenShown<QFileDialog>([paths](QFileDialog* files) { shell_test::ChooseFiles(files, paths); });
@@ -186,6 +243,67 @@ TEST_F(MainWindowTest, RestoresTheStoredListInOrderWithItsEntries)
     EXPECT_EQ(10, Thumbnails(items[1]));
     EXPECT_EQ("播放分析", items[0]->findChild<QPushButton*>("show_detail_btn")->text());
     EXPECT_EQ("关闭", items[0]->findChild<QPushButton*>("close_yuv_btn")->text());
+}
+
+TEST_F(MainWindowTest, ThumbnailsAreReadAfterTheWindowIsBuiltEachInItsPlace)
+{
+    Store({Sparse("4k.yuv", 3840, 2160, 10)});
+    auto* window = new MainWindow(nullptr);
+    // Built without reading a frame: ten places, none with its picture yet.
+    ASSERT_EQ(1, window->GetItems().size());
+    YUVListItem* item = window->GetItems()[0];
+    ASSERT_EQ(10u, Places(item).size());
+    EXPECT_EQ(10, Waiting(item));
+    const int placeWidth = Places(item)[0]->width();
+    window->show();
+    EXPECT_EQ(10, Thumbnails(item));
+    // The pictures fill the places they were given.
+    EXPECT_NEAR(placeWidth, Places(item)[0]->width(), 1);
+}
+
+// One 20000x20000 frame is 1.2 GB as RGB and took seconds to read and
+// scale, with the window waiting: frames above 64 Mpixel get a placeholder.
+TEST_F(MainWindowTest, FramesTooLargeForThumbnailsGetPlaceholdersAndTheWindowOpensAtOnce)
+{
+    const lumo::YUVReader huge = Sparse("huge.yuv", 20000, 20000, 2);
+    const lumo::YUVReader small = analysis_test::WriteFlat(dir.File("small.yuv"), 32, 16, 3);
+    Store({huge, small});
+    ResetPeakMemory();
+    const long before = PeakMemoryKb();
+    QElapsedTimer opening;
+    opening.start();
+    MainWindow* window = Open();
+    EXPECT_LT(opening.elapsed(), 3000);
+    const QList<YUVListItem*> items = window->GetItems();
+    ASSERT_EQ(2, items.size());
+    EXPECT_EQ(3, Thumbnails(items[1]));
+    EXPECT_LT(PeakMemoryKb() - before, 256 * 1024);
+    EXPECT_EQ(0, Thumbnails(items[0]));
+    const std::vector<QLabel*> places = Places(items[0]);
+    ASSERT_EQ(2u, places.size());
+    for (QLabel* place : places) {
+        EXPECT_EQ("画面过大\n20000x20000", place->text());
+        EXPECT_EQ(100, place->height());
+    }
+}
+
+TEST_F(MainWindowTest, A64MpixelFrameStillGetsItsThumbnail)
+{
+    Store({Sparse("8k.yuv", 8192, 8192, 1)});
+    MainWindow* window = Open();
+    EXPECT_EQ(1, Thumbnails(window->GetItems()[0]));
+}
+
+TEST_F(MainWindowTest, ClosingAnEntryWhileItsThumbnailsAreReadStopsThem)
+{
+    Store({Sparse("4k.yuv", 3840, 2160, 10)});
+    MainWindow* window = Open();
+    YUVListItem* item = window->GetItems()[0];
+    QPointer<YUVListItem> closed(item);
+    QTest::mouseClick(item->findChild<QPushButton*>("close_yuv_btn"), Qt::LeftButton);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(closed.isNull());
+    EXPECT_EQ(0, window->GetItems().size());
 }
 
 TEST_F(MainWindowTest, AnEntryOfAnUnknownLayoutStaysEmpty)
