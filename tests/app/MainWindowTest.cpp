@@ -161,6 +161,7 @@ protected:
             dialog->findChild<QButtonGroup*>()->button(typeIndex)->setChecked(true);
             dialog->findChild<QSpinBox*>("width_spin_box")->setValue(width);
             dialog->findChild<QSpinBox*>("height_spin_box")->setValue(height);
+            beforeConfirm();
             QTest::mouseClick(dialog->findChild<QPushButton*>("open_file_ok"), Qt::LeftButton);
         });
         window->OpenFileClickListener();
@@ -321,7 +322,12 @@ TEST_F(MainWindowTest, TwoFilesOpenedInOneDialogAreListedSavedAndRestoredInOrder
     const lumo::YUVReader a = analysis_test::WriteFlat(dir.File("one.yuv"), 16, 8, 4);
     const lumo::YUVReader b = analysis_test::WriteFlat(dir.File("two.yuv"), 16, 8, 2);
     MainWindow* window = Open();
-    OpenThroughTheDialog(window, {QString::fromStdString(a.path), QString::fromStdString(b.path)}, 0, 16, 8);
+    std::unique_ptr<shell_test::SettingsWrites> writes;
+    OpenThroughTheDialog(window, {QString::fromStdString(a.path), QString::fromStdString(b.path)}, 0, 16, 8,
+                         [&] { writes = std::make_unique<shell_test::SettingsWrites>(); });
+    // Saved once per file.
+    ASSERT_NE(nullptr, writes);
+    EXPECT_EQ(2, writes->Count());
     ASSERT_EQ(2, window->GetItems().size());
     EXPECT_EQ(4, Thumbnails(window->GetItems()[0]));
     EXPECT_EQ(2, Thumbnails(window->GetItems()[1]));

@@ -31,6 +31,9 @@
 #include <functional>
 #include <vector>
 
+#include <sys/inotify.h>
+#include <unistd.h>
+
 namespace shell_test {
 
 // Answers every message box that opens with its OK (or default) button and
@@ -183,6 +186,58 @@ inline void ChooseFiles(QFileDialog* dialog, const QStringList& paths)
     }
     QMetaObject::invokeMethod(dialog, "accept");
 }
+
+// Counts the writes of the settings store's file from its making on. A
+// QSettings that has changed writes its whole file when it goes, as a new
+// file renamed over the old one, so each rename is one save of one store
+// (the store also opens the file for writing without writing to it). The
+// renames from the new files are watched too: the kernel merges identical
+// events in a row, which two renames to the same name alone would be.
+class SettingsWrites {
+public:
+    SettingsWrites()
+        : file(QFileInfo(QSettings("MediaLumo", "YUVLumo").fileName())), fd(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
+    {
+        watching = fd >= 0 && inotify_add_watch(fd, file.absolutePath().toLocal8Bit().constData(),
+                                                IN_MOVED_FROM | IN_MOVED_TO) >= 0;
+    }
+    ~SettingsWrites()
+    {
+        if (fd >= 0) {
+            close(fd);
+        }
+    }
+    SettingsWrites(const SettingsWrites&) = delete;
+    SettingsWrites& operator=(const SettingsWrites&) = delete;
+
+    // The writes so far (they are recorded as they happen); -1 when the
+    // folder could not be watched.
+    int Count()
+    {
+        if (!watching) {
+            return -1;
+        }
+        alignas(inotify_event) char buffer[4096];
+        ssize_t got = 0;
+        while ((got = read(fd, buffer, sizeof(buffer))) > 0) {
+            for (ssize_t at = 0; at < got;) {
+                const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
+                if ((event->mask & IN_MOVED_TO) != 0 && event->len > 0 &&
+                    file.fileName() == QString::fromLocal8Bit(event->name)) {
+                    writes++;
+                }
+                at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+            }
+        }
+        return writes;
+    }
+
+private:
+    QFileInfo file;
+    int fd;
+    bool watching = false;
+    int writes = 0;
+};
 
 // Catches the links the application hands to the desktop's browser.
 class UrlCatcher : public QObject {
