@@ -111,7 +111,8 @@ void YUVListItem::StartThumbnails(int count)
         for (int i = 0; i < count && WaitForReadTurn(); i++) {
             const QImage image = ReadThumbnail(source, i);
             ReadTurns().release();
-            // Dropped unread if the entry goes first.
+            // Shown on the entry's own thread; a call still waiting there
+            // when the entry goes is dropped with it.
             QMetaObject::invokeMethod(this, [this, i, image] { ShowThumbnail(i, image); }, Qt::QueuedConnection);
         }
     }));
