@@ -441,8 +441,11 @@ TEST_F(MainWindowTest, AHugeWidthGivesAnEntryWithoutFrames)
 
 TEST_F(MainWindowTest, OpeningIsReported)
 {
+    // An address of this test's own: the suite's other tests report too.
+    StoreSession("a-token", "opening.reported@example.com");
     Open();
-    const std::vector<QJsonObject> events = service->WaitForEventsMentioning("[user_email]ann@example.com", 1);
+    const std::vector<QJsonObject> events =
+        service->WaitForEventsMentioning("[user_email]opening.reported@example.com", 1);
     bool opened = false;
     for (const QJsonObject& event : events) {
         opened = opened || event.value("page").toString() == "MainWindow";

@@ -1,6 +1,8 @@
 #ifndef LUMO_TESTS_ONLINETESTSERVICE_H
 #define LUMO_TESTS_ONLINETESTSERVICE_H
 
+#include "online/ServiceNetwork.h"
+
 #include "LumoServiceProcess.h"
 #include "SettingsScope.h"
 #include "TempDir.h"
@@ -10,6 +12,8 @@
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QSettings>
 #include <QTimer>
 #include <QtGlobal>
@@ -17,6 +21,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -140,8 +145,42 @@ protected:
         settings.setValue("EMAIL", email);
     }
 
+    // Counts the stored events that match.
+    static size_t CountEvents(const std::function<bool(const QJsonObject&)>& match)
+    {
+        size_t count = 0;
+        for (const QJsonObject& event : service->Events()) {
+            count += match(event) ? 1 : 0;
+        }
+        return count;
+    }
+
     static inline OnlineTestService* service = nullptr;
     SettingsScope settingsScope;
+
+private:
+    // When a test ends, its usage posts are waited for (20 s at most), so
+    // the suite's next test finds only its own on their way.
+    struct UsagePostsSettle {
+        ~UsagePostsSettle()
+        {
+            const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+            auto pending = [] {
+                for (QNetworkReply* reply : ServiceNetwork::UsageManager()->findChildren<QNetworkReply*>()) {
+                    if (!reply->isFinished()) {
+                        return true;
+                    }
+                }
+                return false;
+            };
+            while (pending() && std::chrono::steady_clock::now() < deadline) {
+                QEventLoop loop;
+                QTimer::singleShot(10, &loop, &QEventLoop::quit);
+                loop.exec();
+            }
+        }
+    };
+    UsagePostsSettle usagePostsSettle;
 };
 
 } // namespace lumo_test
