@@ -3,6 +3,7 @@
 #include "lumo/YUVReader.h"
 
 #include <QDebug>
+#include <QThread>
 
 #include <cstdlib>
 #include <cstring>
@@ -22,6 +23,11 @@ unsigned char* Copy420(const unsigned char* frame, int width, int height)
         memcpy(copy, frame, bytes);
     }
     return copy;
+}
+
+bool StopRequested()
+{
+    return QThread::currentThread()->isInterruptionRequested();
 }
 
 } // namespace
@@ -67,9 +73,24 @@ void IQAThread::doWork()
         delete[] mse;
         return;
     }
-    receiver.CallPSNR(psnr, firstFrame, secondFrame, width, height, mse);
-    // SSIM is symmetric; it is asked the other way round.
-    const double ssim = receiver.CallSsimIqa(secondFrame, firstFrame, width, height, colorSpace);
+    bool cancelled = StopRequested();
+    if (!cancelled) {
+        receiver.CallPSNR(psnr, firstFrame, secondFrame, width, height, mse);
+        cancelled = StopRequested();
+    }
+    double ssim = 0;
+    if (!cancelled) {
+        // SSIM is symmetric; it is asked the other way round.
+        ssim = receiver.CallSsimIqa(secondFrame, firstFrame, width, height, colorSpace);
+    }
+    if (cancelled) {
+        qDebug() << "IQAThread: cancelled";
+        delete[] psnr;
+        delete[] mse;
+        ReleaseFrames();
+        emit workCancelled();
+        return;
+    }
     qDebug() << "Y-PSNR :" << psnr[0] << ", U-PSNR :" << psnr[1] << ", V-PSNR : " << psnr[2];
     qDebug() << "Y-MSE :" << mse[0] << ", U-MSE :" << mse[1] << ", V-MSE : " << mse[2];
     qDebug() << "SSIM_GRAY :" << ssim;

@@ -23,13 +23,16 @@ public:
     // that frame missing. A null frame stays missing.
     int setInput(unsigned char* first, unsigned char* second, int width, int height, lumo::COLOR_SPACE cs);
     // The computation; with a frame missing it says so on the debug stream
-    // and emits nothing.
+    // and emits nothing. Asked to stop (QThread::requestInterruption on the
+    // thread it runs on), it gives up before the next measure and emits
+    // workCancelled instead of a result.
     void doWork();
 
 signals:
     void workStart();
     void workFinished(double ssim, double mseY, double mseU, double mseV, double psnrY, double psnrU,
                       double psnrV);
+    void workCancelled();
 
 public slots:
     void start1();

@@ -197,6 +197,26 @@ TEST_F(IQAThreadTest, ResultCrossesToTheWindowThreadQueued)
     ASSERT_TRUE(view_test::WaitUntil([&] { return thread.isFinished(); }));
 }
 
+TEST_F(IQAThreadTest, AStopAskedOfItsThreadEndsItWithoutAResult)
+{
+    QThread thread;
+    auto* worker = new IQAThread();
+    ASSERT_EQ(0, worker->setInput(first.get(), second.get(), 64, 48, lumo::COLOR_SPACE_VIDEO_RANGE));
+    worker->moveToThread(&thread);
+    // Asked just before the work begins, as by a window closing then.
+    QObject::connect(&thread, &QThread::started, worker, [&thread] { thread.requestInterruption(); });
+    QObject::connect(&thread, SIGNAL(started()), worker, SLOT(start1()));
+    const auto finished = view_test::CountQueued(worker, &IQAThread::workFinished);
+    const auto cancelled = view_test::CountQueued(worker, &IQAThread::workCancelled);
+    QObject::connect(worker, SIGNAL(workCancelled()), worker, SLOT(deleteLater()));
+    QObject::connect(worker, SIGNAL(workCancelled()), &thread, SLOT(quit()));
+    thread.start();
+    ASSERT_TRUE(view_test::WaitUntil([&] { return thread.isFinished(); }));
+    view_test::FlushEvents();
+    EXPECT_EQ(1, *cancelled);
+    EXPECT_EQ(0, *finished);
+}
+
 TEST_F(IQAThreadTest, AFrameTooLargeToCopyIsRefused)
 {
     IQAThread worker;
