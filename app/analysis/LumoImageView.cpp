@@ -16,6 +16,7 @@
 #include <QCloseEvent>
 #include <QDebug>
 #include <QThread>
+#include <QTimer>
 
 #include <cstdlib>
 
@@ -252,6 +253,9 @@ void LumoImageView::StartComparison(unsigned char* first444, unsigned char* seco
             SLOT(deleteLater()));
     connect(worker, SIGNAL(workFinished(double, double, double, double, double, double, double)), thread,
             SLOT(quit()));
+    connect(worker, SIGNAL(workCancelled()), this, SLOT(workCancelled()));
+    connect(worker, SIGNAL(workCancelled()), worker, SLOT(deleteLater()));
+    connect(worker, SIGNAL(workCancelled()), thread, SLOT(quit()));
     connect(thread, SIGNAL(finished()), thread, SLOT(deleteLater()));
     comparison = thread;
     comparisonGeneration = secondFileGeneration;
@@ -310,6 +314,11 @@ void LumoImageView::workFinished(double ssim, double mseY, double mseU, double m
         pendingFrame = -1;
         StartComparisonOfFrame(frame);
     }
+}
+
+void LumoImageView::workCancelled()
+{
+    comparison.clear();
 }
 
 void LumoImageView::onOpen2ndFile()
@@ -461,9 +470,37 @@ void LumoImageView::onDrawRect2nd(float x0, float y0, float x1, float y1)
 
 void LumoImageView::closeEvent(QCloseEvent* event)
 {
-    ctrBar->Stop();
-    ctrBar->ClearCache();
-    closed = true;
-    pendingFrame = -1;
+    if (!closed) {
+        ctrBar->Stop();
+        ctrBar->ClearCache();
+        closed = true;
+        pendingFrame = -1;
+        if (!comparison.isNull()) {
+            comparison->requestInterruption();
+        }
+        // A running comparison works on copies of its own.
+        free(frame420);
+        free(frame420second);
+        frame420 = nullptr;
+        frame420second = nullptr;
+    }
+    // Later, not here: the close may come from one of the contents' own
+    // handlers, still running.
+    QTimer::singleShot(0, this, SLOT(ReleaseContents()));
     QMainWindow::closeEvent(event);
+}
+
+void LumoImageView::ReleaseContents()
+{
+    // The timelines stop their workers and the views release their GL
+    // objects as they go.
+    delete centralWidget();
+    chart = nullptr;
+    chart2 = nullptr;
+    view = nullptr;
+    view2 = nullptr;
+    ctrBar = nullptr;
+    if (isHidden()) {
+        destroy();
+    }
 }

@@ -27,6 +27,12 @@ class YUVWidget;
 // meanwhile waits, the latest replacing earlier ones, and runs when the
 // result comes in. Results of a closed window, or of a second file closed
 // since, are not shown.
+//
+// Nothing deletes a closed window before the application ends, and nothing
+// shows it again. Closing it cancels its comparison, and once the close is
+// handled the window lets go of all it shows (bar, timelines and their
+// workers, frame views and their GL contexts, charts, controls) and of its
+// native window: shown again anyway, it is empty.
 class LumoImageView : public QMainWindow {
     Q_OBJECT
 
@@ -63,9 +69,14 @@ public slots:
     void workStart();
     void workFinished(double ssim, double mseY, double mseU, double mseV, double psnrY, double psnrU,
                       double psnrV);
+    void workCancelled();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+
+private slots:
+    // Deletes what a closed window shows and its native window.
+    void ReleaseContents();
 
 private:
     void close2ndFile();
@@ -77,6 +88,8 @@ private:
     // matches the first.
     void StartComparisonOfFrame(int frame);
 
+    // The parts of the window's contents, all null once a closed window has
+    // let go of them.
     ColorChart* chart;
     ColorChart* chart2;
     YUVWidget* view;
