@@ -8,8 +8,11 @@
 #include "lumo/YUVReader.h"
 
 #include <QDebug>
+#include <QFileInfo>
 #include <QMouseEvent>
 #include <QOpenGLContext>
+#include <QOpenGLPaintDevice>
+#include <QPainter>
 #include <QSurfaceFormat>
 #include <QWheelEvent>
 
@@ -75,6 +78,28 @@ Eatrix4x1<float> Point(float x, float y)
 // span y 0.6..1.0, 0.18..0.58 and -0.24..0.16.
 const float kPreviewTy[3] = {4.0f, 1.9f, -0.2f};
 
+// What is shown instead of a frame that cannot be read.
+const QColor kFailureBackground(45, 45, 45);
+const QColor kFailureText(230, 230, 230);
+
+// Why the reader refused a frame, from its status.
+QString WhyUnreadable(const lumo::YUVReader& reader, int status)
+{
+    switch (status) {
+    case lumo::YUVReader::READ_ERROR_FILE:
+        return QFileInfo::exists(QString::fromStdString(reader.path)) ? "the file cannot be read"
+                                                                      : "the file is missing";
+    case lumo::YUVReader::READ_ERROR_OFFSET:
+        return reader.GetFrameCount() == 0 ? "the file is shorter than one frame" : "the file ends before it";
+    case lumo::YUVReader::READ_ERROR_FORMAT:
+        return "the layout or the frame size is not valid";
+    case lumo::YUVReader::READ_ERROR_MEMORY:
+        return "there is not enough memory for it";
+    default:
+        return "the file cannot be read";
+    }
+}
+
 } // namespace
 
 YUVShowView::YUVShowView(QString path, int width, int height, lumo::YUVType type, QWidget* parent)
@@ -99,7 +124,8 @@ YUVShowView::YUVShowView(QString path, int width, int height, lumo::YUVType type
       frameOffset(0),
       frameRect{0, 0, 0, 0},
       roiRect{0, 0, 0, 0},
-      mode(YUV_SHOW_MODE_MOVE)
+      mode(YUV_SHOW_MODE_MOVE),
+      frameShown(false)
 {
 }
 
@@ -137,6 +163,7 @@ void YUVShowView::ReleaseGL()
     doneCurrent();
     // The table goes with the context.
     gl = nullptr;
+    frameShown = false;
 }
 
 int YUVShowView::LoadFrame(long frameOffset)
@@ -241,6 +268,11 @@ void YUVShowView::GetRect(float& x0, float& y0, float& x1, float& y1) const
     y1 = roiRect[3];
 }
 
+QString YUVShowView::GetReadFailure() const
+{
+    return frameShown ? QString() : readFailure;
+}
+
 void YUVShowView::initializeGL()
 {
     gl = context()->versionFunctions<QOpenGLFunctions_3_3_Core>();
@@ -307,6 +339,10 @@ void YUVShowView::paintGL()
     }
     gl->glClear(GL_COLOR_BUFFER_BIT);
     UploadFrame();
+    if (!frameShown) {
+        DrawReadFailure();
+        return;
+    }
 
     const float w = viewWidth;
     const float h = viewHeight;
@@ -361,8 +397,39 @@ void YUVShowView::UploadFrame()
         yTexture->SetDataRedChannel(frame, width, height);
         uTexture->SetDataRedChannel(frame + plane, width, height);
         vTexture->SetDataRedChannel(frame + 2 * plane, width, height);
+        frameShown = true;
+    } else {
+        NoteReadFailure(reader, status);
     }
     free(frame);
+}
+
+void YUVShowView::NoteReadFailure(const lumo::YUVReader& reader, int status)
+{
+    const QString why = WhyUnreadable(reader, status);
+    const int64_t length = reader.GetFrameLen();
+    readFailure = QString("Cannot read frame %1: %2").arg(length > 0 ? frameOffset / length : 0).arg(why);
+    // Each reason once: playback asks for a frame many times a second.
+    if (!loggedFailures.contains(why)) {
+        loggedFailures.append(why);
+        qDebug().noquote() << QString("YUVShowView: %1 at byte %2: %3").arg(path).arg(frameOffset).arg(why);
+    }
+}
+
+void YUVShowView::DrawReadFailure()
+{
+    // Straight into the frame buffer being drawn: a painter on the widget
+    // itself would follow a grab of its window elsewhere.
+    QOpenGLPaintDevice device(size() * devicePixelRatioF());
+    device.setDevicePixelRatio(devicePixelRatioF());
+    QPainter painter(&device);
+    painter.fillRect(rect(), kFailureBackground);
+    painter.setPen(kFailureText);
+    painter.drawText(rect().adjusted(12, 12, -12, -12), Qt::AlignCenter | Qt::TextWordWrap, readFailure);
+    painter.end();
+    // The painter leaves blending off and the frame's draws expect it on.
+    gl->glEnable(GL_BLEND);
+    gl->glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
 }
 
 void YUVShowView::BindPlanes(Kest::KestGLDraw& draw)

@@ -10,10 +10,14 @@
 #include <QOpenGLFunctions_3_3_Core>
 #include <QOpenGLWidget>
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 #include <memory>
 
+namespace lumo {
+class YUVReader;
+}
 namespace Kest {
 class KestGLDraw;
 class KestGLTexture;
@@ -24,6 +28,11 @@ class KestGLVAO;
 // colour matrix, a range and a gamma; wheel zoom, drag to pan or to draw a
 // region-of-interest rectangle; optional single-channel previews. After each
 // paint it reports where the frame lies on screen, for the rulers.
+//
+// Until it has drawn a frame, a view whose frame cannot be read says so and
+// why over a dark background instead; a frame that cannot be read after one
+// was drawn leaves that picture in place. Each reason for a failed read is
+// written to the debug stream once, however often playback asks again.
 //
 // Its GL objects live in the widget's context, which Qt replaces whenever
 // the view moves to another window: they are released while the old context
@@ -65,6 +74,9 @@ public:
     float GetGamma() const;
     Kest::Eatrix3x3<float> GetColorMat() const;
     void GetRect(float& x0, float& y0, float& x1, float& y1) const;
+    // What the view shows instead of a frame while it has drawn none, as
+    // "Cannot read frame N: <why>"; empty once a frame has been drawn.
+    QString GetReadFailure() const;
 
 signals:
     // The frame's edges in widget pixels (y down), after every paint that
@@ -94,6 +106,9 @@ private:
     // there are none.
     void ReleaseGL();
     void UploadFrame();
+    // Why the frame could not be read, for the view and the debug stream.
+    void NoteReadFailure(const lumo::YUVReader& reader, int status);
+    void DrawReadFailure();
     // The Y, U and V textures on units 0, 1 and 2 as samplers "y", "u", "v".
     void BindPlanes(Kest::KestGLDraw& draw);
     void DrawRectangle(Kest::Eatrix4x4<float>& projection);
@@ -139,6 +154,11 @@ private:
     float roiRect[4];
     YUVShowMode mode;
     Kest::Eatrix3x3<float> colorMat;
+    // Whether the textures hold a frame read from the file.
+    bool frameShown;
+    QString readFailure;
+    // The reasons already written to the debug stream.
+    QStringList loggedFailures;
 };
 
 #endif

@@ -4,6 +4,7 @@
 #include "KestColorSpace/KestColorSpace.h"
 #include "core/KestLog.h"
 
+#include "AnalysisTestSupport.h"
 #include "TempDir.h"
 #include "ViewTestSupport.h"
 
@@ -17,9 +18,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <sys/stat.h>
 
 using view_test::Yuv;
 
@@ -736,4 +740,147 @@ TEST(YUVShowViewUnpainted, PointerBeforeTheFirstPaintDividesByZero)
     EXPECT_FLOAT_EQ(-1.0f, rects[0].y0);
     EXPECT_TRUE(std::isnan(rects[1].x1));
     EXPECT_TRUE(std::isnan(rects[1].y1));
+}
+
+namespace {
+
+// 16 x 8 I420 frames are 192 bytes long.
+constexpr long kSmallFrame = 16 * 8 * 3 / 2;
+
+enum class FileKind { None, Short, OneFrame, Directory, Fifo };
+
+struct UnreadableCase {
+    const char* name;
+    FileKind file;
+    int width;
+    int height;
+    const char* layout; // null: a layout the library does not know
+    int frame;
+    const char* shown;
+};
+
+void PrintTo(const UnreadableCase& c, std::ostream* out)
+{
+    *out << c.name;
+}
+
+const UnreadableCase kUnreadable[] = {
+    {"Missing", FileKind::None, 16, 8, "I420", 0, "Cannot read frame 0: the file is missing"},
+    {"ShorterThanOneFrame", FileKind::Short, 16, 8, "I420", 0, "Cannot read frame 0: the file is shorter than one frame"},
+    {"PastTheEnd", FileKind::OneFrame, 16, 8, "I420", 3, "Cannot read frame 3: the file ends before it"},
+    {"ADirectory", FileKind::Directory, 16, 8, "I420", 0, "Cannot read frame 0: the file cannot be read"},
+    {"AFifo", FileKind::Fifo, 16, 8, "I420", 0, "Cannot read frame 0: the file cannot be read"},
+    {"UnknownLayout", FileKind::OneFrame, 16, 8, nullptr, 0,
+     "Cannot read frame 0: the layout or the frame size is not valid"},
+    {"ZeroWidth", FileKind::OneFrame, 0, 8, "I420", 0, "Cannot read frame 0: the layout or the frame size is not valid"},
+    {"NegativeHeight", FileKind::OneFrame, 16, -8, "I420", 0,
+     "Cannot read frame 0: the layout or the frame size is not valid"},
+};
+
+bool IsFailureBackground(const QColor& c)
+{
+    return c.red() == 45 && c.green() == 45 && c.blue() == 45;
+}
+
+class YUVShowViewUnreadableTest : public ::testing::TestWithParam<UnreadableCase> {
+protected:
+    // Where the case's file is, made as the case says.
+    std::string MakeFile(FileKind kind)
+    {
+        const std::string path = dir.File("frames.yuv");
+        switch (kind) {
+        case FileKind::None:
+            break;
+        case FileKind::Short:
+            view_test::WriteFile(path, std::vector<uint8_t>(100, 80));
+            break;
+        case FileKind::OneFrame:
+            view_test::WriteFile(path, view_test::Frame420(16, 8, [](int, int) { return 200; }, 128, 128));
+            break;
+        case FileKind::Directory:
+            std::filesystem::create_directory(path);
+            break;
+        case FileKind::Fifo:
+            EXPECT_EQ(0, mkfifo(path.c_str(), 0600));
+            break;
+        }
+        return path;
+    }
+
+    lumo_test::TempDir dir;
+};
+
+} // namespace
+
+TEST_P(YUVShowViewUnreadableTest, SaysWhyTheFrameCannotBeReadOverADarkBackground)
+{
+    const UnreadableCase& c = GetParam();
+    const lumo::YUVType type = c.layout != nullptr ? view_test::Layout(c.layout) : lumo::YUVType();
+    YUVShowView view(QString::fromStdString(MakeFile(c.file)), c.width, c.height, type);
+    view.LoadFrame(c.frame * kSmallFrame);
+    view.resize(400, 300);
+    ASSERT_TRUE(view_test::ShowAndExpose(view));
+    const QImage image = view.grabFramebuffer();
+    EXPECT_EQ(c.shown, view.GetReadFailure().toStdString());
+    EXPECT_TRUE(IsFailureBackground(image.pixelColor(2, 2)));
+    EXPECT_TRUE(IsFailureBackground(image.pixelColor(image.width() - 3, image.height() - 3)));
+    // The text: light pixels across the middle band, none at the top.
+    int light = 0;
+    for (int y = 0; y < image.height(); y++) {
+        for (int x = 0; x < image.width(); x++) {
+            if (image.pixelColor(x, y).red() > 150) {
+                EXPECT_GT(y, image.height() / 4) << x << ", " << y;
+                EXPECT_LT(y, image.height() * 3 / 4) << x << ", " << y;
+                light++;
+            }
+        }
+    }
+    EXPECT_GT(light, 100);
+}
+
+INSTANTIATE_TEST_SUITE_P(Reasons, YUVShowViewUnreadableTest, ::testing::ValuesIn(kUnreadable),
+                         [](const ::testing::TestParamInfo<UnreadableCase>& info) { return info.param.name; });
+
+TEST(YUVShowViewUnreadable, EachReasonIsWrittenToTheDebugStreamOnce)
+{
+    lumo_test::TempDir dir;
+    const std::string path = dir.File("later.yuv");
+    YUVShowView view(QString::fromStdString(path), 16, 8, view_test::Layout("I420"));
+    view.resize(200, 200);
+    analysis_test::DebugCapture debug;
+    ASSERT_TRUE(view_test::ShowAndExpose(view));
+    for (int paint = 0; paint < 5; paint++) {
+        view.LoadFrame(0);
+        view.grabFramebuffer();
+    }
+    view_test::WriteFile(path, std::vector<uint8_t>(100, 80));
+    for (int paint = 0; paint < 5; paint++) {
+        view.grabFramebuffer();
+    }
+    const QStringList lines = debug.Lines().filter("YUVShowView:");
+    ASSERT_EQ(2, lines.size()) << lines.join("\n").toStdString();
+    EXPECT_EQ(QString::fromStdString("YUVShowView: " + path + " at byte 0: the file is missing"), lines[0]);
+    EXPECT_TRUE(lines[1].endsWith(": the file is shorter than one frame")) << lines[1].toStdString();
+}
+
+TEST(YUVShowViewUnreadable, TheFrameReplacesTheMessageOnceItCanBeReadAndStaysAfter)
+{
+    lumo_test::TempDir dir;
+    const std::string path = dir.File("later.yuv");
+    YUVShowView view(QString::fromStdString(path), 16, 8, view_test::Layout("I420"));
+    view.resize(200, 200);
+    ASSERT_TRUE(view_test::ShowAndExpose(view));
+    EXPECT_TRUE(IsFailureBackground(view.grabFramebuffer().pixelColor(2, 2)));
+    view_test::WriteFile(path, view_test::Frame420(16, 8, [](int, int) { return 200; }, 128, 128));
+    view.LoadFrame(0);
+    QImage image = view.grabFramebuffer();
+    EXPECT_EQ("", view.GetReadFailure().toStdString());
+    EXPECT_NEAR(200, image.pixelColor(100, 100).red(), 1);
+    // The 2:1 frame leaves the white background above and below it.
+    EXPECT_TRUE(IsWhite(image.pixelColor(100, 2)));
+    std::filesystem::remove(path);
+    view.LoadFrame(0);
+    image = view.grabFramebuffer();
+    EXPECT_EQ("", view.GetReadFailure().toStdString());
+    EXPECT_NEAR(200, image.pixelColor(100, 100).red(), 1);
 }
