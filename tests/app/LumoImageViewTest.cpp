@@ -77,6 +77,18 @@ std::vector<int> Bins(ColorChart* chart, int curve)
     return std::vector<int>(chart->GetBins(curve), chart->GetBins(curve) + 256);
 }
 
+// Counts the paint events a widget receives.
+class PaintCounter : public QObject {
+public:
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        paints += event->type() == QEvent::Paint ? 1 : 0;
+        return false;
+    }
+
+    int paints = 0;
+};
+
 class LumoImageViewTest : public lumo_test::ServiceSuite {
 protected:
     void SetUp() override
@@ -640,4 +652,31 @@ TEST_F(LumoImageViewTest, DeletingTheWindowDuringAComparisonIsSafe)
     ASSERT_TRUE(view_test::WaitUntil([&] { return debug.Count("IQAThread::start1") == 1 && debug.Contains("SSIM_GRAY"); }));
     view_test::FlushEvents();
     EXPECT_FALSE(debug.Contains("LumoImageView::workFinished"));
+}
+
+TEST_F(LumoImageViewTest, PlayingAFileThatCannotBeReadPaintsOncePerTickAndSaysWhyOnce)
+{
+    analysis_test::DebugCapture debug;
+    lumo::YUVReader gone(dir.File("gone.yuv"), 64, 48, view_test::Layout("I420"));
+    window = std::make_unique<LumoImageView>(gone);
+    window->resize(1100, 800);
+    ASSERT_TRUE(view_test::ShowAndExpose(*window));
+    YUVShowView* view = ShowView(window->GetView());
+    ASSERT_TRUE(view_test::WaitUntil([&] { return !view->GetReadFailure().isEmpty(); }));
+    EXPECT_EQ("Cannot read frame 0: the file is missing", view->GetReadFailure().toStdString());
+    PaintCounter counter;
+    view->installEventFilter(&counter);
+    Child<QSpinBox>("ctr_fps_spin")->setValue(50);
+    QSignalSpy ticks(window->GetCtrBar(), SIGNAL(onFrameCtrRefresh(int, int)));
+    QTest::mouseClick(Child<QPushButton>("ctr_btn"), Qt::LeftButton);
+    ASSERT_TRUE(view_test::WaitUntil([&] { return ticks.count() >= 50; }));
+    window->GetCtrBar()->Stop();
+    view_test::FlushEvents();
+    // One paint, so one read, for each tick at most; the failure is said
+    // once, and the timeline, with no frame to show, reads nothing.
+    EXPECT_LE(counter.paints, ticks.count() + 1);
+    EXPECT_GT(counter.paints, 0);
+    EXPECT_EQ(1, debug.Lines().filter("YUVShowView:").size()) << debug.Lines().join("\n").toStdString();
+    EXPECT_FALSE(debug.Contains("ReadFrameRGB24 Fail"));
+    EXPECT_EQ("Cannot read frame 0: the file is missing", view->GetReadFailure().toStdString());
 }
