@@ -69,6 +69,20 @@ QNetworkAccessManager* ServiceNetwork::UsageManager()
     return usage;
 }
 
+int ServiceNetwork::RequestsUnderWay()
+{
+    int underWay = 0;
+    for (const QPointer<QNetworkAccessManager>& manager : Managers()) {
+        if (manager.isNull()) {
+            continue;
+        }
+        for (const QNetworkReply* reply : manager->findChildren<QNetworkReply*>()) {
+            underWay += reply->isFinished() ? 0 : 1;
+        }
+    }
+    return underWay;
+}
+
 int ServiceNetwork::ShutDown()
 {
     int deleted = 0;

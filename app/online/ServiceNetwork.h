@@ -21,6 +21,8 @@ public:
     // made here, and waits (5 s at most) until their HTTP threads are gone.
     // Returns how many managers it deleted.
     static int ShutDown();
+    // Requests of these managers that have not finished yet.
+    static int RequestsUnderWay();
 };
 
 #endif

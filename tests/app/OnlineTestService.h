@@ -12,8 +12,6 @@
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QSettings>
 #include <QTimer>
 #include <QtGlobal>
@@ -159,21 +157,14 @@ protected:
     SettingsScope settingsScope;
 
 private:
-    // When a test ends, its usage posts are waited for (20 s at most), so
-    // the suite's next test finds only its own on their way.
+    // When a test ends, its requests (usage posts among them) are waited
+    // for (20 s at most), so the suite's next test finds only its own on
+    // their way.
     struct UsagePostsSettle {
         ~UsagePostsSettle()
         {
             const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-            auto pending = [] {
-                for (QNetworkReply* reply : ServiceNetwork::UsageManager()->findChildren<QNetworkReply*>()) {
-                    if (!reply->isFinished()) {
-                        return true;
-                    }
-                }
-                return false;
-            };
-            while (pending() && std::chrono::steady_clock::now() < deadline) {
+            while (ServiceNetwork::RequestsUnderWay() > 0 && std::chrono::steady_clock::now() < deadline) {
                 QEventLoop loop;
                 QTimer::singleShot(10, &loop, &QEventLoop::quit);
                 loop.exec();

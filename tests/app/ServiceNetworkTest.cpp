@@ -80,6 +80,7 @@ TEST_F(ServiceNetworkTest, ShutDownEndsEveryManagerAndThreadWithoutTellingAnyone
     LogManager().RecordOpenMainWindow();
     QPointer<QNetworkAccessManager> usage = ServiceNetwork::UsageManager();
     ASSERT_TRUE(view_test::WaitUntil([] { return NetworkThreads() == 2; }));
+    EXPECT_EQ(2, ServiceNetwork::RequestsUnderWay());
 
     EXPECT_EQ(2, ServiceNetwork::ShutDown());
     EXPECT_TRUE(owned.isNull());
@@ -87,6 +88,7 @@ TEST_F(ServiceNetworkTest, ShutDownEndsEveryManagerAndThreadWithoutTellingAnyone
     EXPECT_TRUE(reply.isNull());
     EXPECT_EQ(0, told);
     EXPECT_EQ(0, NetworkThreads());
+    EXPECT_EQ(0, ServiceNetwork::RequestsUnderWay());
     // Nothing is left to end, and the next reporter gets a new manager.
     EXPECT_EQ(0, ServiceNetwork::ShutDown());
     EXPECT_NE(nullptr, ServiceNetwork::UsageManager());
