@@ -1,5 +1,6 @@
 #include "analysis/SnapshotThread.h"
 
+#include "core/KestSanitizerJoin.h"
 #include "core/KestTime.h"
 
 #include <QDebug>
@@ -33,6 +34,7 @@ int SnapshotThread::StopAllTask()
 {
     stopFlag.store(1);
     wait();
+    Kest::KestMarkJoined(this);
     stopFlag.store(0);
     return 0;
 }
@@ -67,6 +69,7 @@ void SnapshotThread::run()
         emit GetImageSuccess();
         qDebug() << "End Send";
     }
+    Kest::KestMarkWorkDone(this);
 }
 
 void SnapshotThread::Render(int index)

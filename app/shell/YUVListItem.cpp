@@ -1,6 +1,7 @@
 #include "shell/YUVListItem.h"
 
 #include "analysis/LumoImageView.h"
+#include "core/KestSanitizerJoin.h"
 
 #include "ui_YUVListItem.h"
 
@@ -115,6 +116,7 @@ void YUVListItem::StartThumbnails(int count)
             // when the entry goes is dropped with it.
             QMetaObject::invokeMethod(this, [this, i, image] { ShowThumbnail(i, image); }, Qt::QueuedConnection);
         }
+        Kest::KestMarkWorkDone(this);
     }));
     thumbnailThread->start();
 }
@@ -124,6 +126,7 @@ void YUVListItem::StopThumbnails()
     if (thumbnailThread) {
         stopThumbnails = true;
         thumbnailThread->wait();
+        Kest::KestMarkJoined(this);
         thumbnailThread.reset();
         stopThumbnails = false;
     }

@@ -2,6 +2,7 @@
 
 #include "KestAV/KestAVDecoder.h"
 #include "KestAV/KestAVReader.h"
+#include "core/KestSanitizerJoin.h"
 #include "core/KestTime.h"
 #include "lumo/YUVType.h"
 
@@ -121,7 +122,19 @@ int OpenFileConvThread::ReceivePictures(Kest::KestAVDecoder& decoder, Output& ou
     }
 }
 
+OpenFileConvThread::~OpenFileConvThread()
+{
+    wait();
+    Kest::KestMarkJoined(this);
+}
+
 void OpenFileConvThread::run()
+{
+    Convert();
+    Kest::KestMarkWorkDone(this);
+}
+
+void OpenFileConvThread::Convert()
 {
     const QByteArray pathBytes = path.toUtf8();
     Kest::KestAVReader reader(Kest::KestString(pathBytes.constData()));

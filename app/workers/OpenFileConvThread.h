@@ -48,6 +48,8 @@ public:
     // yuvPath must not name an existing file the caller wants to keep: it is
     // truncated.
     OpenFileConvThread(QString path, QString yuvPath, QObject* parent = nullptr);
+    // Waits for a conversion still running (its owner going away).
+    ~OpenFileConvThread() override;
 
     // The progress of a picture at pts: pts in seconds over duration, narrowed
     // to float and clamped to 0..1. NaN (pts 0 of a stream of duration 0)
@@ -73,6 +75,7 @@ protected:
     virtual void PauseBeforeProgress();
 
 private:
+    void Convert();
     // State of one conversion while pictures come out of the decoder.
     struct Output {
         Kest::KestAVRational timeBase;
