@@ -49,6 +49,21 @@ protected:
         return reply;
     }
 
+    // Posts to service and expects the answer cut off for its size, well
+    // before the deadline, as a network error.
+    static QNetworkReply* PostCutOffForSize(MisbehavingService& service, QNetworkAccessManager* manager)
+    {
+        EXPECT_TRUE(service.Ready());
+        qputenv("YUVLUMO_SERVICE_URL", service.Url());
+        QElapsedTimer clock;
+        clock.start();
+        QNetworkReply* reply = PostAndWait(manager);
+        EXPECT_LT(clock.elapsed(), ServiceRequest::kTimeoutMs / 2);
+        EXPECT_NE(QNetworkReply::NoError, reply->error());
+        EXPECT_EQ("answer larger than 65536 bytes", ReplyLimits::Reason(reply).toStdString());
+        return reply;
+    }
+
     QByteArray url;
 };
 
@@ -105,15 +120,8 @@ TEST_F(ServiceNetworkTest, AManagerDeletedWithItsWindowIsNotEndedTwice)
 TEST_F(ServiceNetworkTest, AnEndlessAnswerIsCutOffAsANetworkErrorLongBeforeTheDeadline)
 {
     MisbehavingService endless(MisbehavingService::Kind::Endless, TlsFolder());
-    ASSERT_TRUE(endless.Ready());
-    qputenv("YUVLUMO_SERVICE_URL", endless.Url());
     QNetworkAccessManager manager;
-    QElapsedTimer clock;
-    clock.start();
-    QNetworkReply* reply = PostAndWait(&manager);
-    EXPECT_LT(clock.elapsed(), ServiceRequest::kTimeoutMs / 2);
-    EXPECT_NE(QNetworkReply::NoError, reply->error());
-    EXPECT_EQ("answer larger than 65536 bytes", ReplyLimits::Reason(reply).toStdString());
+    QNetworkReply* reply = PostCutOffForSize(endless, &manager);
     QJsonObject json {{"untouched", true}};
     EXPECT_FALSE(ReadServiceReply(reply, json));
     EXPECT_TRUE(json.contains("untouched"));
@@ -126,15 +134,8 @@ TEST_F(ServiceNetworkTest, AnEndlessAnswerIsCutOffAsANetworkErrorLongBeforeTheDe
 TEST_F(ServiceNetworkTest, AnAnnouncedHugeBodyIsRefusedAtOnce)
 {
     MisbehavingService huge(MisbehavingService::Kind::Huge, TlsFolder());
-    ASSERT_TRUE(huge.Ready());
-    qputenv("YUVLUMO_SERVICE_URL", huge.Url());
     QNetworkAccessManager manager;
-    QElapsedTimer clock;
-    clock.start();
-    QNetworkReply* reply = PostAndWait(&manager);
-    EXPECT_LT(clock.elapsed(), ServiceRequest::kTimeoutMs / 2);
-    EXPECT_NE(QNetworkReply::NoError, reply->error());
-    EXPECT_EQ("answer larger than 65536 bytes", ReplyLimits::Reason(reply).toStdString());
+    PostCutOffForSize(huge, &manager);
 }
 
 TEST_F(ServiceNetworkTest, AByteNowAndThenDoesNotPushTheDeadlineBack)
