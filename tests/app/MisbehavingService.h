@@ -62,7 +62,10 @@ protected:
                 Answer(socket);
             }
         });
+        // A client that goes away while the service writes may show as an
+        // error (a reset connection) rather than as a disconnection.
         connect(socket, &QSslSocket::disconnected, this, [this] { left = true; });
+        connect(socket, &QSslSocket::errorOccurred, this, [this] { left = true; });
         socket->startServerEncryption();
     }
 
