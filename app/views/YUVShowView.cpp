@@ -412,7 +412,7 @@ void YUVShowView::NoteReadFailure(const lumo::YUVReader& reader, int status)
     // Each reason once: playback asks for a frame many times a second.
     if (!loggedFailures.contains(why)) {
         loggedFailures.append(why);
-        qDebug().noquote() << QString("YUVShowView: %1 at byte %2: %3").arg(path).arg(frameOffset).arg(why);
+        qDebug().noquote() << QString("YUVShowView: %1 at byte %2: %3").arg(path, QString::number(frameOffset), why);
     }
 }
 
