@@ -18,8 +18,8 @@ namespace lumo_test {
 // (so the application trusts it as it trusts that service), that answers
 // every request the way a broken or hostile service would:
 // - Trickle: a 200 answer announcing 1000 bytes, then one byte a period;
-// - Endless: a chunked 200 answer whose chunks never end (bounded to 256 MiB
-//   so the test stops by itself);
+// - Endless: a chunked 200 answer whose chunks never end (16 KiB a
+//   millisecond, bounded to 256 MiB so the test stops by itself);
 // - Huge: headers announcing a body of a gigabyte, then nothing.
 // Runs on the test's thread, served by the event loop the test waits in.
 class MisbehavingService : public QTcpServer {
@@ -89,9 +89,15 @@ private:
             socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nTransfer-Encoding: chunked\r\n\r\n");
             connect(timer, &QTimer::timeout, socket, [this, alive] {
                 const QByteArray chunk(16 * 1024, ' ');
-                while (alive && alive->encryptedBytesToWrite() + alive->bytesToWrite() < 1024 * 1024 &&
-                       sent < 256 * 1024 * 1024) {
-                    alive->write(QByteArray::number(chunk.size(), 16) + "\r\n" + chunk + "\r\n");
+                // One chunk a tick (16 MB/s): the stream never ends, and the
+                // test's own thread, which also serves the client's signals,
+                // is not kept busy encrypting. Only what a connected socket
+                // takes counts: once the client has gone (a reset may leave
+                // the state connected), nothing more is written.
+                if (alive && !left && alive->state() == QAbstractSocket::ConnectedState &&
+                    alive->encryptedBytesToWrite() + alive->bytesToWrite() < 1024 * 1024 &&
+                    sent < 256 * 1024 * 1024 &&
+                    alive->write(QByteArray::number(chunk.size(), 16) + "\r\n" + chunk + "\r\n") > 0) {
                     sent += chunk.size();
                 }
             });
