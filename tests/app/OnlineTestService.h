@@ -143,6 +143,9 @@ protected:
         settings.setValue("EMAIL", email);
     }
 
+    // The suite service's certificate and key.
+    static std::string TlsFolder() { return service->Process().DataDir() + "/tls"; }
+
     // Counts the stored events that match.
     static size_t CountEvents(const std::function<bool(const QJsonObject&)>& match)
     {

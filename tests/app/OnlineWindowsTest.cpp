@@ -33,6 +33,7 @@
 #include <QtTest/QTest>
 
 #include <fstream>
+#include <memory>
 
 namespace {
 
@@ -108,6 +109,15 @@ protected:
         EXPECT_TRUE(view_test::WaitUntil([] { return !VisibleWindows<T>().empty(); }, milliseconds));
         EXPECT_TRUE(view_test::WaitUntil([&] { return !splash->isVisible(); }));
         return VisibleWindows<T>().empty() ? nullptr : VisibleWindows<T>().front();
+    }
+
+    // A service that answers badly, with the application's requests
+    // pointed at it.
+    static std::unique_ptr<lumo_test::MisbehavingService> Misbehaving(lumo_test::MisbehavingService::Kind kind)
+    {
+        auto service = std::make_unique<lumo_test::MisbehavingService>(kind, TlsFolder());
+        qputenv("YUVLUMO_SERVICE_URL", service->Url());
+        return service;
     }
 
     LoginWindow* Login()
@@ -223,27 +233,23 @@ TEST_F(OnlineWindowsTest, OfflineASessionConfirmed31DaysAgoOpensTheLoginWindow)
 // its answer a byte a second once held the splash for over a minute.
 TEST_F(OnlineWindowsTest, AServiceAnsweringAByteASecondEndsTheSplashAtTheDeadlineAsOffline)
 {
-    lumo_test::MisbehavingService trickle(lumo_test::MisbehavingService::Kind::Trickle,
-                                          service->Process().DataDir() + "/tls");
-    ASSERT_TRUE(trickle.Ready());
-    qputenv("YUVLUMO_SERVICE_URL", trickle.Url());
+    const auto trickle = Misbehaving(lumo_test::MisbehavingService::Kind::Trickle);
+    ASSERT_TRUE(trickle->Ready());
     Store("TOKEN", "some-session");
     Store("UPDATE_TOKEN", YuvLumoUtil::getTime() - 86400);
     QElapsedTimer clock;
     clock.start();
     ASSERT_NE(nullptr, SplashOpens<MainWindow>(ServiceRequest::kTimeoutMs + 10000));
     EXPECT_GE(clock.elapsed(), ServiceRequest::kTimeoutMs - 500);
-    EXPECT_GT(trickle.BodyBytesSent(), 3);
+    EXPECT_GT(trickle->BodyBytesSent(), 3);
     // A slow service is no reason to sign the user out.
     EXPECT_EQ("some-session", Stored("TOKEN").toString());
 }
 
 TEST_F(OnlineWindowsTest, AServiceAnsweringWithoutEndEndsTheSplashAsOfflineAtOnce)
 {
-    lumo_test::MisbehavingService endless(lumo_test::MisbehavingService::Kind::Endless,
-                                          service->Process().DataDir() + "/tls");
-    ASSERT_TRUE(endless.Ready());
-    qputenv("YUVLUMO_SERVICE_URL", endless.Url());
+    const auto endless = Misbehaving(lumo_test::MisbehavingService::Kind::Endless);
+    ASSERT_TRUE(endless->Ready());
     Store("TOKEN", "some-session");
     Store("UPDATE_TOKEN", YuvLumoUtil::getTime() - 31 * 86400);
     QElapsedTimer clock;
@@ -251,7 +257,7 @@ TEST_F(OnlineWindowsTest, AServiceAnsweringWithoutEndEndsTheSplashAsOfflineAtOnc
     ASSERT_NE(nullptr, SplashOpens<LoginWindow>());
     EXPECT_LT(clock.elapsed(), ServiceRequest::kTimeoutMs / 2);
     EXPECT_EQ("some-session", Stored("TOKEN").toString());
-    EXPECT_LT(endless.BodyBytesSent(), 32 * 1024 * 1024);
+    EXPECT_LT(endless->BodyBytesSent(), 32 * 1024 * 1024);
 }
 
 TEST_F(OnlineWindowsTest, LoginFormCarriesItsFieldsAndLinksToTheServicePages)

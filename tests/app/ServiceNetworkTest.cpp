@@ -37,8 +37,6 @@ protected:
         qputenv("YUVLUMO_SERVICE_URL", url);
     }
 
-    std::string TlsFolder() const { return service->Process().DataDir() + "/tls"; }
-
     // Posts to the service now named by the environment and waits for the
     // reply to finish; the reply belongs to manager.
     static QNetworkReply* PostAndWait(QNetworkAccessManager* manager, int limitMs = 20000)
