@@ -35,7 +35,7 @@ std::string Minutes(int64_t seconds)
     return std::to_string((seconds + 59) / 60);
 }
 
-void SessionRefusal(httplib::Response& response, SessionState state)
+void SessionRefusal(HttpResponse& response, SessionState state)
 {
     switch (state) {
     case SessionState::Expired:
@@ -50,9 +50,9 @@ void SessionRefusal(httplib::Response& response, SessionState state)
     }
 }
 
-void MethodNotAllowed(const httplib::Request&, httplib::Response& response)
+void MethodNotAllowed(const HttpRequest&, HttpResponse& response)
 {
-    response.set_header("Allow", "POST");
+    response.SetHeader("Allow", "POST");
     JsonReply::Refusal(response, ApiHandlers::kMethodNotAllowed, "use POST");
 }
 
@@ -72,15 +72,14 @@ std::vector<Route> ApiHandlers::Routes()
 {
     using namespace std::placeholders;
     std::vector<Route> routes = {
-        Route::Post(kLoginPath, std::bind(&ApiHandlers::Login, this, _1, _2, _3)),
-        Route::Post(kTokenCheckPath, std::bind(&ApiHandlers::TokenCheck, this, _1, _2, _3)),
-        Route::Post(kFeedbackPath, std::bind(&ApiHandlers::Feedback, this, _1, _2, _3)),
-        Route::Post(kAnchorPath, std::bind(&ApiHandlers::Anchor, this, _1, _2, _3)),
+        Route::Post(kLoginPath, std::bind(&ApiHandlers::Login, this, _1, _2)),
+        Route::Post(kTokenCheckPath, std::bind(&ApiHandlers::TokenCheck, this, _1, _2)),
+        Route::Post(kFeedbackPath, std::bind(&ApiHandlers::Feedback, this, _1, _2)),
+        Route::Post(kAnchorPath, std::bind(&ApiHandlers::Anchor, this, _1, _2)),
         // The client posts an empty form; a browser asks with GET.
         Route::Post(kVersionPath,
-                    [this](const httplib::Request& request, httplib::Response& response,
-                           const httplib::ContentReader& reader) {
-                        const FormRequest form(request, reader);
+                    [this](const HttpRequest& request, HttpResponse& response) {
+                        const FormRequest form(request);
                         if (Accept(form, {}, response)) {
                             LatestVersion(request, response);
                         }
@@ -93,7 +92,7 @@ std::vector<Route> ApiHandlers::Routes()
     return routes;
 }
 
-bool ApiHandlers::Accept(const FormRequest& form, const Limits& limits, httplib::Response& response)
+bool ApiHandlers::Accept(const FormRequest& form, const Limits& limits, HttpResponse& response)
 {
     switch (form.GetStatus()) {
     case FormRequest::Status::Ok:
@@ -105,7 +104,6 @@ bool ApiHandlers::Accept(const FormRequest& form, const Limits& limits, httplib:
         JsonReply::Refusal(response, kWrongContentType, form.Problem());
         return false;
     case FormRequest::Status::BadEncoding:
-    case FormRequest::Status::Unreadable:
         JsonReply::Refusal(response, kBadRequest, form.Problem());
         return false;
     }
@@ -124,17 +122,16 @@ bool ApiHandlers::Accept(const FormRequest& form, const Limits& limits, httplib:
     return true;
 }
 
-void ApiHandlers::Login(const httplib::Request& request, httplib::Response& response,
-                        const httplib::ContentReader& reader)
+void ApiHandlers::Login(const HttpRequest& request, HttpResponse& response)
 {
-    const FormRequest form(request, reader);
+    const FormRequest form(request);
     if (!Accept(form, {{"email", CredentialRules::kMaxEmailBytes}, {"password", CredentialRules::kMaxPasswordBytes}},
                 response)) {
         return;
     }
     std::string token;
     int64_t retryAfter = 0;
-    switch (accounts.SignIn(form.Field("email"), form.Field("password"), request.remote_addr, token, retryAfter)) {
+    switch (accounts.SignIn(form.Field("email"), form.Field("password"), request.remoteAddress, token, retryAfter)) {
     case SignInResult::Ok:
         JsonReply::Send(response, 200,
                         JsonObject().Add("code", 200).Add("message", "ok").Add("model", JsonObject().Add("token", token)));
@@ -156,10 +153,9 @@ void ApiHandlers::Login(const httplib::Request& request, httplib::Response& resp
     }
 }
 
-void ApiHandlers::TokenCheck(const httplib::Request& request, httplib::Response& response,
-                             const httplib::ContentReader& reader)
+void ApiHandlers::TokenCheck(const HttpRequest& request, HttpResponse& response)
 {
-    const FormRequest form(request, reader);
+    const FormRequest form(request);
     if (!Accept(form, {{"token", kMaxTokenField}, {"platform", kMaxShortField}}, response)) {
         return;
     }
@@ -172,10 +168,9 @@ void ApiHandlers::TokenCheck(const httplib::Request& request, httplib::Response&
     }
 }
 
-void ApiHandlers::Feedback(const httplib::Request& request, httplib::Response& response,
-                           const httplib::ContentReader& reader)
+void ApiHandlers::Feedback(const HttpRequest& request, HttpResponse& response)
 {
-    const FormRequest form(request, reader);
+    const FormRequest form(request);
     if (!Accept(form, {{"feedback", kMaxFeedbackField}, {"token", kMaxTokenField}}, response)) {
         return;
     }
@@ -198,7 +193,7 @@ void ApiHandlers::Feedback(const httplib::Request& request, httplib::Response& r
         return;
     }
     entry.time = clock.Now();
-    entry.address = request.remote_addr;
+    entry.address = request.remoteAddress;
     if (store.AddFeedback(entry) != StoreStatus::Ok) {
         JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
         return;
@@ -206,13 +201,13 @@ void ApiHandlers::Feedback(const httplib::Request& request, httplib::Response& r
     JsonReply::Outcome(response, 200, "感谢反馈 / Thank you for your feedback");
 }
 
-void ApiHandlers::LatestVersion(const httplib::Request& request, httplib::Response& response)
+void ApiHandlers::LatestVersion(const HttpRequest& request, HttpResponse& response)
 {
-    if (!request.has_param("app_name")) {
+    if (!request.HasQuery("app_name")) {
         JsonReply::Refusal(response, kBadRequest, "missing query parameter \"app_name\"");
         return;
     }
-    const std::string app = request.get_param_value("app_name");
+    const std::string app = request.Query("app_name");
     if (!AppVersions::PlausibleApp(app)) {
         JsonReply::Refusal(response, kBadRequest, "\"app_name\" must be 1 to 64 letters, digits, '.', '_' or '-'");
         return;
@@ -232,10 +227,9 @@ void ApiHandlers::LatestVersion(const httplib::Request& request, httplib::Respon
                     JsonObject().Add("code", 200).Add("message", "ok").Add("model", JsonObject().Add("version", version)));
 }
 
-void ApiHandlers::Anchor(const httplib::Request& request, httplib::Response& response,
-                         const httplib::ContentReader& reader)
+void ApiHandlers::Anchor(const HttpRequest& request, HttpResponse& response)
 {
-    const FormRequest form(request, reader);
+    const FormRequest form(request);
     if (!Accept(form,
                 {{"type", kMaxShortField},
                  {"version", kMaxShortField},
@@ -250,7 +244,7 @@ void ApiHandlers::Anchor(const httplib::Request& request, httplib::Response& res
     }
     UsageEvent event;
     event.time = clock.Now();
-    event.address = request.remote_addr;
+    event.address = request.remoteAddress;
     event.type = form.Field("type");
     event.version = form.Field("version");
     event.platform = form.Field("platform");

@@ -3,8 +3,6 @@
 
 #include "Route.h"
 
-#include <httplib.h>
-
 #include <cstddef>
 #include <string>
 #include <utility>
@@ -48,15 +46,13 @@ private:
 
     // Answers a refusal and returns false unless the body is a form holding
     // every named field within its byte limit.
-    static bool Accept(const FormRequest& form, const Limits& limits, httplib::Response& response);
+    static bool Accept(const FormRequest& form, const Limits& limits, HttpResponse& response);
 
-    void Login(const httplib::Request& request, httplib::Response& response, const httplib::ContentReader& reader);
-    void TokenCheck(const httplib::Request& request, httplib::Response& response,
-                    const httplib::ContentReader& reader);
-    void Feedback(const httplib::Request& request, httplib::Response& response,
-                  const httplib::ContentReader& reader);
-    void LatestVersion(const httplib::Request& request, httplib::Response& response);
-    void Anchor(const httplib::Request& request, httplib::Response& response, const httplib::ContentReader& reader);
+    void Login(const HttpRequest& request, HttpResponse& response);
+    void TokenCheck(const HttpRequest& request, HttpResponse& response);
+    void Feedback(const HttpRequest& request, HttpResponse& response);
+    void LatestVersion(const HttpRequest& request, HttpResponse& response);
+    void Anchor(const HttpRequest& request, HttpResponse& response);
 
     Accounts& accounts;
     Sessions& sessions;

@@ -1,16 +1,15 @@
 #ifndef LUMO_SERVICE_FORMREQUEST_H
 #define LUMO_SERVICE_FORMREQUEST_H
 
-#include <httplib.h>
+#include "HttpMessage.h"
 
 #include <map>
 #include <string>
 
 namespace lumo_service {
 
-// Reads the body of a form post and parses it. The body is always read in
-// full (up to the server's limit), so a refused request leaves the
-// connection usable for the next one.
+// Parses the body of a form post, which the server has read (up to its
+// limit) before the handler runs.
 class FormRequest {
 public:
     enum class Status {
@@ -18,12 +17,11 @@ public:
         TooLarge,
         WrongContentType,
         BadEncoding,
-        Unreadable,
     };
 
     static constexpr size_t kMaxBodyBytes = 64 * 1024;
 
-    FormRequest(const httplib::Request& request, const httplib::ContentReader& reader);
+    explicit FormRequest(const HttpRequest& request);
 
     Status GetStatus() const { return status; }
     // Why the body was refused, in English.

@@ -1,9 +1,8 @@
 #ifndef LUMO_SERVICE_JSONREPLY_H
 #define LUMO_SERVICE_JSONREPLY_H
 
+#include "HttpMessage.h"
 #include "JsonObject.h"
-
-#include <httplib.h>
 
 #include <string>
 
@@ -16,10 +15,10 @@ namespace lumo_service {
 // service itself gets the same code as its HTTP status.
 class JsonReply {
 public:
-    static void Send(httplib::Response& response, int httpStatus, const JsonObject& body);
+    static void Send(HttpResponse& response, int httpStatus, const JsonObject& body);
     // {"code":code,"message":message}
-    static void Outcome(httplib::Response& response, int code, const std::string& message);
-    static void Refusal(httplib::Response& response, int code, const std::string& message);
+    static void Outcome(HttpResponse& response, int code, const std::string& message);
+    static void Refusal(HttpResponse& response, int code, const std::string& message);
 };
 
 } // namespace lumo_service

@@ -14,10 +14,10 @@ namespace {
 
 constexpr const char* kHtml = "text/html; charset=utf-8";
 
-void SendPage(httplib::Response& response, int status, const std::string& html)
+void SendPage(HttpResponse& response, int status, const std::string& html)
 {
     response.status = status;
-    response.set_content(html, kHtml);
+    response.SetContent(html, kHtml);
 }
 
 } // namespace
@@ -34,48 +34,47 @@ std::vector<Route> PageHandlers::Routes()
     using namespace std::placeholders;
     return {
         Route::Get("/register", std::bind(&PageHandlers::ShowRegister, this, _1, _2)),
-        Route::Post("/register", std::bind(&PageHandlers::SubmitRegister, this, _1, _2, _3)),
+        Route::Post("/register", std::bind(&PageHandlers::SubmitRegister, this, _1, _2)),
         Route::Get("/forgot",
-                   [](const httplib::Request&, httplib::Response& response) {
+                   [](const HttpRequest&, HttpResponse& response) {
                        SendPage(response, 200, Pages::Forgot());
                    }),
         Route::Get("/about",
-                   [this](const httplib::Request&, httplib::Response& response) {
+                   [this](const HttpRequest&, HttpResponse& response) {
                        VersionPage(response, &Pages::About);
                    }),
         Route::Get("/download",
-                   [this](const httplib::Request&, httplib::Response& response) {
+                   [this](const HttpRequest&, HttpResponse& response) {
                        VersionPage(response, &Pages::Download);
                    }),
         Route::Get("/style.css",
-                   [](const httplib::Request&, httplib::Response& response) {
-                       response.set_content(Pages::Stylesheet(), "text/css; charset=utf-8");
+                   [](const HttpRequest&, HttpResponse& response) {
+                       response.SetContent(Pages::Stylesheet(), "text/css; charset=utf-8");
                    }),
     };
 }
 
-void PageHandlers::ShowRegister(const httplib::Request&, httplib::Response& response)
+void PageHandlers::ShowRegister(const HttpRequest&, HttpResponse& response)
 {
     RegisterForm(response, 200, std::string(), std::string());
 }
 
-void PageHandlers::RegisterForm(httplib::Response& response, int status, const std::string& email,
+void PageHandlers::RegisterForm(HttpResponse& response, int status, const std::string& email,
                                 const std::string& message)
 {
     std::string cookieValue;
     std::string formValue;
     csrf.Issue(cookieValue, formValue);
-    response.set_header("Set-Cookie", CsrfGuard::CookieHeader(cookieValue));
+    response.SetHeader("Set-Cookie", CsrfGuard::CookieHeader(cookieValue));
     // Only what could be an address goes back into the field: a post of tens
     // of KiB would otherwise come back several times larger, escaped.
     const bool refill = email.size() <= CredentialRules::kMaxEmailBytes;
     SendPage(response, status, Pages::Register(formValue, refill ? email : std::string(), message));
 }
 
-void PageHandlers::SubmitRegister(const httplib::Request& request, httplib::Response& response,
-                                  const httplib::ContentReader& reader)
+void PageHandlers::SubmitRegister(const HttpRequest& request, HttpResponse& response)
 {
-    const FormRequest form(request, reader);
+    const FormRequest form(request);
     if (form.GetStatus() != FormRequest::Status::Ok) {
         const int status = form.GetStatus() == FormRequest::Status::TooLarge ? 413
             : form.GetStatus() == FormRequest::Status::WrongContentType      ? 415
@@ -84,7 +83,7 @@ void PageHandlers::SubmitRegister(const httplib::Request& request, httplib::Resp
         return;
     }
     const std::string& email = form.Field("email");
-    if (!csrf.Verify(CsrfGuard::CookieFrom(request.get_header_value("Cookie")), form.Field("csrf"))) {
+    if (!csrf.Verify(CsrfGuard::CookieFrom(request.Header("Cookie")), form.Field("csrf"))) {
         RegisterForm(response, 403, email,
                      "表单已过期或无效，请重新提交。\nThe form has expired or is not valid; please send it again.");
         return;
@@ -94,7 +93,7 @@ void PageHandlers::SubmitRegister(const httplib::Request& request, httplib::Resp
         return;
     }
     int64_t retryAfter = 0;
-    switch (accounts.Register(email, form.Field("password"), request.remote_addr, retryAfter)) {
+    switch (accounts.Register(email, form.Field("password"), request.remoteAddress, retryAfter)) {
     case AccountResult::Ok:
         SendPage(response, 200, Pages::Registered(email));
         return;
@@ -124,7 +123,7 @@ void PageHandlers::SubmitRegister(const httplib::Request& request, httplib::Resp
     RegisterForm(response, 500, email, "服务内部错误，请稍后再试。\nThe service failed; try again later.");
 }
 
-void PageHandlers::VersionPage(httplib::Response& response, std::string (*render)(const std::string&))
+void PageHandlers::VersionPage(HttpResponse& response, std::string (*render)(const std::string&))
 {
     std::string version;
     if (versions.Latest(AppVersions::kDefaultApp, version) != StoreStatus::Ok) {

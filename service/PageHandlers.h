@@ -3,8 +3,6 @@
 
 #include "Route.h"
 
-#include <httplib.h>
-
 #include <string>
 #include <vector>
 
@@ -23,12 +21,11 @@ public:
     std::vector<Route> Routes();
 
 private:
-    void ShowRegister(const httplib::Request& request, httplib::Response& response);
-    void SubmitRegister(const httplib::Request& request, httplib::Response& response,
-                        const httplib::ContentReader& reader);
+    void ShowRegister(const HttpRequest& request, HttpResponse& response);
+    void SubmitRegister(const HttpRequest& request, HttpResponse& response);
     // The form again with a fresh CSRF pair, the message and the e-mail.
-    void RegisterForm(httplib::Response& response, int status, const std::string& email, const std::string& message);
-    void VersionPage(httplib::Response& response, std::string (*render)(const std::string&));
+    void RegisterForm(HttpResponse& response, int status, const std::string& email, const std::string& message);
+    void VersionPage(HttpResponse& response, std::string (*render)(const std::string&));
 
     Accounts& accounts;
     AppVersions& versions;

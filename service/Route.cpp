@@ -2,32 +2,36 @@
 
 namespace lumo_service {
 
-Route Route::Get(std::string path, httplib::Server::Handler handler)
+Route Route::Get(std::string path, Handler handler)
 {
-    Route route;
-    route.path = std::move(path);
-    route.get = std::move(handler);
-    return route;
+    return {"GET", std::move(path), std::move(handler)};
 }
 
-Route Route::Post(std::string path, httplib::Server::HandlerWithContentReader handler)
+Route Route::Post(std::string path, Handler handler)
 {
-    Route route;
-    route.post = true;
-    route.path = std::move(path);
-    route.read = std::move(handler);
-    return route;
+    return {"POST", std::move(path), std::move(handler)};
 }
 
-void Route::Install(httplib::Server& server, const std::vector<Route>& routes)
+void RouteTable::Add(const std::vector<Route>& more)
 {
+    routes.insert(routes.end(), more.begin(), more.end());
+}
+
+void RouteTable::Dispatch(const HttpRequest& request, HttpResponse& response) const
+{
+    bool pathKnown = false;
     for (const Route& route : routes) {
-        if (route.post) {
-            server.Post(route.path, route.read);
-        } else {
-            server.Get(route.path, route.get);
+        if (route.path != request.path) {
+            continue;
         }
+        // HEAD is answered as GET; the server leaves the body out.
+        if (route.method == request.method || (request.method == "HEAD" && route.method == "GET")) {
+            route.handler(request, response);
+            return;
+        }
+        pathKnown = true;
     }
+    response.status = pathKnown ? 405 : 404;
 }
 
 } // namespace lumo_service

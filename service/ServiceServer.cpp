@@ -8,17 +8,15 @@
 #include "Route.h"
 #include "ServiceClock.h"
 
-#include <httplib.h>
-#include <openssl/ssl.h>
+#include "HttpServer.h"
 
 #include <pthread.h>
-#include <sys/socket.h>
 #include <signal.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <thread>
+#include <fstream>
+#include <sstream>
 
 namespace lumo_service {
 
@@ -26,9 +24,7 @@ namespace {
 
 // Headers on every answer. The pages use no script and only their own style
 // sheet, so the policy can forbid everything else.
-httplib::Headers SecurityHeaders()
-{
-    return {
+const std::pair<const char*, const char*> kSecurityHeaders[] = {
         {"Content-Security-Policy",
          "default-src 'none'; style-src 'self'; form-action 'self'; frame-ancestors 'none'; base-uri 'none'"},
         {"Strict-Transport-Security", "max-age=31536000"},
@@ -36,8 +32,7 @@ httplib::Headers SecurityHeaders()
         {"X-Frame-Options", "DENY"},
         {"Referrer-Policy", "no-referrer"},
         {"Cache-Control", "no-store"},
-    };
-}
+};
 
 const char* RefusalMessage(int status)
 {
@@ -54,6 +49,10 @@ const char* RefusalMessage(int status)
         return "the request line is too long";
     case 415:
         return "the content type must be application/x-www-form-urlencoded";
+    case 431:
+        return "the header has too many fields";
+    case 503:
+        return "the service is stopping; try again";
     default:
         return status >= 500 ? "the service failed" : "request refused";
     }
@@ -73,16 +72,35 @@ std::string Printable(const std::string& text)
     return text.size() > kMax ? out + "..." : out;
 }
 
-void LogRequest(const ServiceClock& clock, const httplib::Request& request, const httplib::Response& response)
+void LogRequest(const ServiceClock& clock, const HttpRequest& request, const HttpResponse& response)
 {
     std::fprintf(stderr, "%s %s %s %s %d\n", OperatorCommands::IsoTime(clock.Now()).c_str(),
-                 request.remote_addr.c_str(), Printable(request.method).c_str(), Printable(request.path).c_str(),
+                 request.remoteAddress.c_str(), Printable(request.method).c_str(), Printable(request.path).c_str(),
                  response.status);
 }
 
 std::string UrlHost(const std::string& host)
 {
     return host.find(':') != std::string::npos ? "[" + host + "]" : host;
+}
+
+bool ReadFile(const std::string& path, std::string& text)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream out;
+    out << in.rdbuf();
+    text = out.str();
+    return in.good() || in.eof();
+}
+
+void WaitForStopSignal()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGINT);
+    int received = 0;
+    sigwait(&set, &received);
 }
 
 } // namespace
@@ -99,89 +117,50 @@ ServiceServer::ServiceServer(Store& store, Accounts& accounts, Sessions& session
 
 int ServiceServer::Run(const std::string& host, int port, const std::string& certPath, const std::string& keyPath)
 {
-    httplib::SSLServer server(certPath.c_str(), keyPath.c_str());
-    if (!server.is_valid()) {
-        std::fprintf(stderr, "lumo-service: cannot load the certificate %s and key %s\n", certPath.c_str(),
-                     keyPath.c_str());
-        return 1;
+    std::string certPem;
+    std::string keyPem;
+    if (!ReadFile(certPath, certPem) || !ReadFile(keyPath, keyPem)) {
+        certPem.clear();
     }
-    SSL_CTX_set_min_proto_version(server.ssl_context(), TLS1_2_VERSION);
-
-    server.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
-    server.set_payload_max_length(64 * 1024);
-    server.set_keep_alive_max_count(100000);
-    server.set_keep_alive_timeout(5);
-    server.set_read_timeout(5);
-    server.set_write_timeout(5);
-    server.set_tcp_nodelay(true);
-    // SO_REUSEADDR only: with SO_REUSEPORT a second service on the same port
-    // would start and share the connections instead of failing.
-    server.set_socket_options([](socket_t socket) {
-        const int yes = 1;
-        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    });
-    server.set_default_headers(SecurityHeaders());
-    server.set_error_handler([](const httplib::Request&, httplib::Response& response) {
-        if (response.body.empty()) {
-            JsonReply::Refusal(response, response.status, RefusalMessage(response.status));
-        }
-    });
-    server.set_exception_handler([](const httplib::Request&, httplib::Response& response, std::exception_ptr) {
-        JsonReply::Refusal(response, 500, RefusalMessage(500));
-    });
-    const ServiceClock& logClock = clock;
-    server.set_logger([&logClock](const httplib::Request& request, const httplib::Response& response) {
-        LogRequest(logClock, request, response);
-    });
 
     CsrfGuard csrf;
     ApiHandlers api(accounts, sessions, store, versions, clock);
     PageHandlers pages(accounts, versions, csrf);
-    Route::Install(server, api.Routes());
-    Route::Install(server, pages.Routes());
+    RouteTable routes;
+    routes.Add(api.Routes());
+    routes.Add(pages.Routes());
 
-    int boundPort = port;
-    if (port == 0) {
-        boundPort = server.bind_to_any_port(host);
-    } else if (!server.bind_to_port(host, port)) {
-        boundPort = -1;
-    }
-    if (boundPort <= 0) {
+    const ServiceClock& logClock = clock;
+    HttpServer server(
+        HttpLimits(), [&routes](const HttpRequest& request, HttpResponse& response) { routes.Dispatch(request, response); },
+        [&logClock](const HttpRequest& request, HttpResponse& response) {
+            if (response.status >= 400 && response.body.empty()) {
+                JsonReply::Refusal(response, response.status, RefusalMessage(response.status));
+            }
+            for (const auto& header : kSecurityHeaders) {
+                response.SetHeader(header.first, header.second);
+            }
+            LogRequest(logClock, request, response);
+        });
+    switch (server.Start(host, port, certPem, keyPem)) {
+    case HttpServer::StartStatus::Ok:
+        break;
+    case HttpServer::StartStatus::BadCertificate:
+        std::fprintf(stderr, "lumo-service: cannot load the certificate %s and key %s\n", certPath.c_str(),
+                     keyPath.c_str());
+        return 1;
+    case HttpServer::StartStatus::CannotListen:
         std::fprintf(stderr, "lumo-service: cannot listen on %s:%d\n", host.c_str(), port);
         return 1;
     }
-    std::printf("listening on https://%s:%d\n", UrlHost(host).c_str(), boundPort);
+    std::printf("listening on https://%s:%d\n", UrlHost(host).c_str(), server.Port());
     std::fflush(stdout);
 
-    // SIGTERM and SIGINT stop the server; SIGUSR1 only wakes this thread when
-    // the server ended by itself.
-    std::atomic<bool> stopRequested(false);
-    std::atomic<bool> listenEnded(false);
-    std::thread signals([&server, &stopRequested, &listenEnded] {
-        sigset_t set;
-        sigemptyset(&set);
-        sigaddset(&set, SIGTERM);
-        sigaddset(&set, SIGINT);
-        sigaddset(&set, SIGUSR1);
-        int received = 0;
-        sigwait(&set, &received);
-        if (received != SIGUSR1) {
-            stopRequested = true;
-            std::fprintf(stderr, "lumo-service: stopping after the requests under way\n");
-            // stop() does nothing until the server has entered its accept
-            // loop, and a signal may come as soon as "listening on" is out.
-            while (!server.is_running() && !listenEnded) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
-            server.stop();
-        }
-    });
-    const bool listened = server.listen_after_bind();
-    listenEnded = true;
-    pthread_kill(signals.native_handle(), SIGUSR1);
-    signals.join();
+    WaitForStopSignal();
+    std::fprintf(stderr, "lumo-service: stopping after the requests under way\n");
+    server.Stop(kStopGrace);
     std::fprintf(stderr, "lumo-service: stopped\n");
-    return listened || stopRequested ? 0 : 1;
+    return 0;
 }
 
 } // namespace lumo_service

@@ -1,6 +1,7 @@
 #ifndef LUMO_SERVICE_SERVICESERVER_H
 #define LUMO_SERVICE_SERVICESERVER_H
 
+#include <chrono>
 #include <string>
 
 namespace lumo_service {
@@ -15,15 +16,17 @@ class Store;
 // handlers, running until SIGTERM or SIGINT.
 class ServiceServer {
 public:
-    // Connections served at once; each keeps its thread while it is open.
-    static constexpr int kThreads = 64;
+    // How long a stop waits for the answers under way before it closes
+    // every connection.
+    static constexpr std::chrono::milliseconds kStopGrace{400};
 
     ServiceServer(Store& store, Accounts& accounts, Sessions& sessions, AppVersions& versions,
                   const ServiceClock& clock);
 
-    // The caller has blocked SIGTERM, SIGINT and SIGUSR1 in every thread.
-    // Prints "listening on https://HOST:PORT" once connections are taken;
-    // returns the exit code after the requests under way are answered.
+    // The caller has blocked SIGTERM and SIGINT in every thread. Prints
+    // "listening on https://HOST:PORT" once connections are taken; on either
+    // signal stops within kStopGrace and a little, answering the requests
+    // under way, and returns the exit code.
     int Run(const std::string& host, int port, const std::string& certPath, const std::string& keyPath);
 
 private:

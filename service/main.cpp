@@ -35,14 +35,13 @@ int Fail(int code, const std::string& message)
 }
 
 // Blocked before any thread starts, so every thread inherits the mask and
-// the server's signal thread alone receives them.
+// the server's sigwait alone receives them.
 void BlockStopSignals()
 {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGTERM);
     sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGUSR1);
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
 }
 

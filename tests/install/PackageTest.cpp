@@ -148,7 +148,7 @@ TEST_F(PackageTest, DependsNameTheQtFfmpegAndServiceRuntimeLibraries)
     for (const char* pattern :
          {"libqt5core5a", "libqt5gui5", "libqt5widgets5", "libqt5network5", "libavformat[0-9]+", "libavcodec[0-9]+",
           "libavutil[0-9]+", "libswscale[0-9]+", "libswresample[0-9]+", "libssl[0-9]+", "libsqlite3-0",
-          "libsodium[0-9]+", "libcpp-httplib[0-9.]+", "libc6", "libstdc\\+\\+6", "fonts-wqy-microhei"}) {
+          "libsodium[0-9]+", "libmicrohttpd[0-9]+", "libgnutls[0-9]+", "libc6", "libstdc\\+\\+6", "fonts-wqy-microhei"}) {
         EXPECT_TRUE(HasPackageLike(names, pattern)) << pattern << " missing from Depends: " << Field("Depends");
     }
 }
