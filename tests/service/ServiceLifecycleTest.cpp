@@ -1,5 +1,6 @@
 // Starting, certificates, plain HTTP, stopping and being killed.
 #include "CertificateMaker.h"
+#include "RawTlsConnection.h"
 #include "ServiceFixture.h"
 #include "TextLines.h"
 
@@ -19,68 +20,6 @@
 using namespace lumo_test;
 
 namespace {
-
-// One TLS connection written by hand, so a test can stop half-way through a
-// request. Verifies the service's certificate for 127.0.0.1.
-class RawTlsConnection {
-public:
-    RawTlsConnection(int port, const std::string& caPath)
-    {
-        context = SSL_CTX_new(TLS_client_method());
-        SSL_CTX_load_verify_locations(context, caPath.c_str(), nullptr);
-        SSL_CTX_set_verify(context, SSL_VERIFY_PEER, nullptr);
-        fd = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address {};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<uint16_t>(port));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-            return;
-        }
-        ssl = SSL_new(context);
-        X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), "127.0.0.1");
-        SSL_set_fd(ssl, fd);
-        connected = SSL_connect(ssl) == 1 && SSL_get_verify_result(ssl) == X509_V_OK;
-    }
-    ~RawTlsConnection()
-    {
-        if (ssl != nullptr) {
-            SSL_free(ssl);
-        }
-        close(fd);
-        SSL_CTX_free(context);
-    }
-
-    bool Connected() const { return connected; }
-    bool Write(const std::string& text) { return SSL_write(ssl, text.data(), static_cast<int>(text.size())) > 0; }
-    // Reads until text has come (or the connection ends); returns what came.
-    std::string ReadUntil(const std::string& text)
-    {
-        std::string got;
-        char c;
-        while (got.find(text) == std::string::npos && SSL_read(ssl, &c, 1) == 1) {
-            got.push_back(c);
-        }
-        return got;
-    }
-    // Everything until the server closes the connection.
-    std::string ReadAll()
-    {
-        std::string text;
-        char buffer[4096];
-        int got;
-        while ((got = SSL_read(ssl, buffer, sizeof buffer)) > 0) {
-            text.append(buffer, static_cast<size_t>(got));
-        }
-        return text;
-    }
-
-private:
-    SSL_CTX* context = nullptr;
-    SSL* ssl = nullptr;
-    int fd = -1;
-    bool connected = false;
-};
 
 std::string EventBody(const std::string& info)
 {

@@ -179,6 +179,7 @@ public:
     }
 
     bool Running() const { return pid > 0; }
+    pid_t Pid() const { return pid; }
     int Port() const { return port; }
     const std::string& Announcement() const { return announcement; }
     std::string BaseUrl() const { return "https://127.0.0.1:" + std::to_string(port); }
