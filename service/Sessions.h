@@ -26,6 +26,9 @@ public:
     // a busy token check stays a read; a session may thus end up to a minute
     // early.
     static constexpr int64_t kTouchEverySeconds = 60;
+    // Signing in again and again cannot grow an account's sessions without
+    // bound: the least recently checked beyond this many end.
+    static constexpr int kMaxPerAccount = 20;
 
     Sessions(Store& store, const ServiceClock& clock);
 
