@@ -35,6 +35,16 @@ std::string Minutes(int64_t seconds)
     return std::to_string((seconds + 59) / 60);
 }
 
+// A database that cannot be reached is worth retrying; anything else failed.
+void StoreFailure(HttpResponse& response, StoreStatus status)
+{
+    if (status == StoreStatus::Unavailable) {
+        JsonReply::Refusal(response, ApiHandlers::kUnavailable, "服务暂时不可用 / The service is unavailable; try again later");
+    } else {
+        JsonReply::Refusal(response, ApiHandlers::kServiceError, "服务内部错误 / The service failed; try again later");
+    }
+}
+
 void SessionRefusal(HttpResponse& response, SessionState state)
 {
     switch (state) {
@@ -42,7 +52,10 @@ void SessionRefusal(HttpResponse& response, SessionState state)
         JsonReply::Outcome(response, ApiHandlers::kSessionExpired, "登录已过期，请重新登录 / The session has expired; sign in again");
         break;
     case SessionState::Error:
-        JsonReply::Refusal(response, ApiHandlers::kServiceError, "服务内部错误 / The service failed; try again later");
+        StoreFailure(response, StoreStatus::Error);
+        break;
+    case SessionState::Unavailable:
+        StoreFailure(response, StoreStatus::Unavailable);
         break;
     default:
         JsonReply::Outcome(response, ApiHandlers::kSessionUnknown, "登录无效，请重新登录 / Unknown session; sign in again");
@@ -194,8 +207,9 @@ void ApiHandlers::Feedback(const HttpRequest& request, HttpResponse& response)
     }
     entry.time = clock.Now();
     entry.address = request.remoteAddress;
-    if (store.AddFeedback(entry) != StoreStatus::Ok) {
-        JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+    const StoreStatus added = store.AddFeedback(entry);
+    if (added != StoreStatus::Ok) {
+        StoreFailure(response, added);
         return;
     }
     JsonReply::Outcome(response, 200, "感谢反馈 / Thank you for your feedback");
@@ -213,14 +227,15 @@ void ApiHandlers::LatestVersion(const HttpRequest& request, HttpResponse& respon
         return;
     }
     std::string version;
-    switch (versions.Latest(app, version)) {
+    const StoreStatus found = versions.Latest(app, version);
+    switch (found) {
     case StoreStatus::Ok:
         break;
     case StoreStatus::NotFound:
         JsonReply::Outcome(response, kNotFound, "unknown app \"" + app + "\"");
         return;
     default:
-        JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+        StoreFailure(response, found);
         return;
     }
     JsonReply::Send(response, 200,
@@ -253,8 +268,9 @@ void ApiHandlers::Anchor(const HttpRequest& request, HttpResponse& response)
     event.block = form.Field("block");
     event.action = form.Field("action");
     event.info = form.Field("info");
-    if (store.AddEvent(event) != StoreStatus::Ok) {
-        JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+    const StoreStatus added = store.AddEvent(event);
+    if (added != StoreStatus::Ok) {
+        StoreFailure(response, added);
         return;
     }
     JsonReply::Outcome(response, 200, "ok");

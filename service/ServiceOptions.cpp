@@ -36,6 +36,10 @@ bool Interpret(const std::vector<std::string>& words, ServiceOptions& out, std::
         out.command = Command::Events;
         return true;
     }
+    if (first == "events" && count == 2 && words[1] == "purge") {
+        out.command = Command::EventsPurge;
+        return true;
+    }
     if (first == "feedback" && count == 1) {
         out.command = Command::Feedback;
         return true;
@@ -101,6 +105,8 @@ bool ParseServiceOptions(const std::vector<std::string>& args, ServiceOptions& o
     std::vector<std::string> words;
     bool listenGiven = false;
     bool limitGiven = false;
+    bool retentionGiven = false;
+    bool reserveGiven = false;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
         if (arg == "--help" || arg == "-h") {
@@ -130,6 +136,28 @@ bool ParseServiceOptions(const std::vector<std::string>& args, ServiceOptions& o
             out.keyPath = value;
         } else if (arg == "--test-clock-offset-file") {
             out.clockOffsetFile = value;
+        } else if (arg == "--db") {
+            if (value.empty()) {
+                error = "--db takes a connection string such as postgresql://USER@HOST:PORT/NAME";
+                return false;
+            }
+            out.database = value;
+        } else if (arg == "--events-keep" || arg == "--events-days" || arg == "--events-reserve-mib") {
+            long number = 0;
+            if (!ParseNumber(value, 999999999, number)) {
+                error = arg + " takes a number, not \"" + value + "\"";
+                return false;
+            }
+            if (arg == "--events-keep") {
+                out.eventsKeep = number;
+                retentionGiven = true;
+            } else if (arg == "--events-days") {
+                out.eventsDays = static_cast<int>(number);
+                retentionGiven = true;
+            } else {
+                out.eventsReserveMiB = number;
+                reserveGiven = true;
+            }
         } else if (arg == "--limit") {
             long number = 0;
             if (!ParseNumber(value, 100000000, number)) {
@@ -163,18 +191,28 @@ bool ParseServiceOptions(const std::vector<std::string>& args, ServiceOptions& o
         error = "--limit belongs to events and feedback";
         return false;
     }
+    if (retentionGiven && !serve && out.command != Command::EventsPurge) {
+        error = "--events-keep and --events-days belong to serve and events purge";
+        return false;
+    }
+    if (reserveGiven && !serve) {
+        error = "--events-reserve-mib belongs to serve";
+        return false;
+    }
     return true;
 }
 
 std::string ServiceUsage()
 {
     return "usage:\n"
-           "  lumo-service serve --data DIR [--listen HOST:PORT] [--cert FILE --key FILE]\n"
+           "  lumo-service serve --data DIR [--db URL] [--listen HOST:PORT] [--cert FILE --key FILE]\n"
+           "                     [--events-keep N] [--events-days D] [--events-reserve-mib M]\n"
            "  lumo-service --data DIR user add EMAIL        (password on standard input)\n"
            "  lumo-service --data DIR user reset EMAIL      (new password on standard input; ends its sessions)\n"
            "  lumo-service --data DIR user disable EMAIL\n"
            "  lumo-service --data DIR version set APP VERSION\n"
            "  lumo-service --data DIR events [--limit N]\n"
+           "  lumo-service --data DIR events purge [--events-keep N] [--events-days D]\n"
            "  lumo-service --data DIR feedback [--limit N]\n"
            "\n"
            "serve listens on 127.0.0.1:8443 by default (port 0 picks a free one) and prints\n"
@@ -182,8 +220,15 @@ std::string ServiceUsage()
            "--key it uses DIR/tls/cert.pem and DIR/tls/key.pem, writing a self-signed pair on\n"
            "first start. SIGTERM or SIGINT stops it after the requests under way.\n"
            "events and feedback print one JSON object a line, oldest first; --limit N keeps\n"
-           "the newest N. --test-clock-offset-file FILE (tests only) adds the seconds FILE\n"
-           "holds to the clock.\n";
+           "the newest N. Every command takes --db URL, a libpq connection string such as\n"
+           "postgresql://USER@HOST:PORT/NAME, to keep everything in PostgreSQL instead of\n"
+           "DIR/lumo.db; the password comes from PGPASSWORD or ~/.pgpass, never from the\n"
+           "command line. Usage events older than D days (--events-days, 400) and beyond\n"
+           "the newest N (--events-keep, 1000000) are deleted by serve as it runs and by\n"
+           "events purge at once; serve refuses events while DIR's file system has less\n"
+           "than M MiB free (--events-reserve-mib, 256), keeping room for sign-ins.\n"
+           "--test-clock-offset-file FILE (tests only) adds the seconds FILE holds to the\n"
+           "clock.\n";
 }
 
 } // namespace lumo_service

@@ -14,7 +14,7 @@ Sessions::Sessions(Store& store, const ServiceClock& clock)
 StoreStatus Sessions::Issue(int64_t accountId, std::string& token)
 {
     token = SessionToken::Generate();
-    return store.AddSession(accountId, SessionToken::Hash(token), clock.Now());
+    return store.AddSession(accountId, SessionToken::Hash(token), clock.Now(), kMaxPerAccount);
 }
 
 SessionState Sessions::Check(const std::string& token, int64_t& accountId)
@@ -30,7 +30,7 @@ SessionState Sessions::Check(const std::string& token, int64_t& accountId)
         return SessionState::Unknown;
     }
     if (found != StoreStatus::Ok) {
-        return SessionState::Error;
+        return found == StoreStatus::Unavailable ? SessionState::Unavailable : SessionState::Error;
     }
     if (session.accountDisabled) {
         return SessionState::Unknown;
@@ -45,7 +45,7 @@ SessionState Sessions::Check(const std::string& token, int64_t& accountId)
             return SessionState::Unknown; // ended meanwhile
         }
         if (touched != StoreStatus::Ok) {
-            return SessionState::Error;
+            return touched == StoreStatus::Unavailable ? SessionState::Unavailable : SessionState::Error;
         }
     }
     accountId = session.accountId;

@@ -15,6 +15,7 @@ enum class SessionState {
     Expired,
     Unknown, // never issued, ended by the operator, or its account disabled
     Error,
+    Unavailable, // the database cannot be reached for now
 };
 
 // Issues session tokens and checks them. A session lives 30 days after its
@@ -26,6 +27,9 @@ public:
     // a busy token check stays a read; a session may thus end up to a minute
     // early.
     static constexpr int64_t kTouchEverySeconds = 60;
+    // Signing in again and again cannot grow an account's sessions without
+    // bound: the least recently checked beyond this many end.
+    static constexpr int kMaxPerAccount = 20;
 
     Sessions(Store& store, const ServiceClock& clock);
 
