@@ -11,6 +11,7 @@
 #include <atomic>
 #include <chrono>
 #include <fstream>
+#include <sstream>
 #include <memory>
 #include <thread>
 
@@ -178,11 +179,14 @@ TEST_F(ServiceAttackTest, TooManyHeaderFieldsAre431InJson)
 TEST_F(ServiceAttackTest, ThousandsOfIdleSlowAndHalfOpenConnectionsDoNotDelayANormalRequest)
 {
     std::vector<std::unique_ptr<RawTlsConnection>> held;
-    // 1,000 idle TCP connections from 20 addresses, within each one's cap.
+    // 1,000 idle TCP connections from 20 addresses, within each one's cap,
+    // all taken at once: a server that takes them slowly has lost already.
+    const auto opening = Clock::now();
     for (int i = 0; i < 1000; ++i) {
         held.push_back(Idle("127.0.2." + std::to_string(1 + i / 50)));
         ASSERT_TRUE(held.back()->TcpConnected()) << i;
     }
+    ASSERT_LT(Clock::now() - opening, std::chrono::seconds(3));
     // 100 unfinished TLS handshakes: the start of a ClientHello, no more.
     for (int i = 0; i < 100; ++i) {
         held.push_back(Idle("127.0.3." + std::to_string(1 + i / 50)));
@@ -260,7 +264,7 @@ TEST_F(ServiceAttackTest, ATrickledRequestLosesItsConnectionAtTheDeadline)
 
 TEST_F(ServiceAttackTest, TheRestOfARefusedChunkedBodyIsNeverRunAsARequest)
 {
-    for (int attempt = 0; attempt < 4; ++attempt) {
+    for (int attempt = 0; attempt < 5; ++attempt) {
         RawTlsConnection connection(service.Port(), service.CertPath());
         ASSERT_TRUE(connection.Connected());
         const std::string big = EventBody(std::string(70 * 1024, 'a'));
@@ -270,9 +274,18 @@ TEST_F(ServiceAttackTest, TheRestOfARefusedChunkedBodyIsNeverRunAsARequest)
                    "Content-Type: application/x-www-form-urlencoded\r\nTransfer-Encoding: chunked\r\n\r\n"
                 << std::hex << big.size() << "\r\n"
                 << big << "\r\n";
-        // The second attempt hides the request inside a chunk, the others
-        // send it bare after the body or after its end.
-        if (attempt == 1) {
+        // The first two hide the request inside a chunk, past the limit and
+        // after it; the others send it bare after the body or after its end.
+        if (attempt == 0) {
+            // A server that reads 4 KiB at a time and stops at the limit
+            // leaves the request as the next thing on the connection.
+            const std::string data = std::string(64 * 1024, 'a') + std::string(4096, 'b') + hidden;
+            chunked.str(std::string());
+            chunked << "POST /lumo/user/anchor/anchor HTTP/1.1\r\nHost: 127.0.0.1\r\n"
+                       "Content-Type: application/x-www-form-urlencoded\r\nTransfer-Encoding: chunked\r\n\r\n"
+                    << std::hex << data.size() << "\r\n"
+                    << data << "\r\n0\r\n\r\n";
+        } else if (attempt == 1) {
             chunked << std::hex << hidden.size() << "\r\n" << hidden << "\r\n0\r\n\r\n";
         } else if (attempt == 2) {
             chunked << "0\r\n\r\n" << hidden;
