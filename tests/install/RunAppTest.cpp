@@ -126,7 +126,15 @@ protected:
     void CloseAndExpectCleanEnd(BackgroundProcess& script, pid_t app, pid_t service)
     {
         EXPECT_GE(windows.CloseWindowsOf(app), 1);
+        const auto deadline = std::chrono::steady_clock::now() + kLimit;
+        while (ProcessExists(app) && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        // The service stops at once even with the application's connections
+        // still open, so the script does not linger after the application.
+        const auto appGone = std::chrono::steady_clock::now();
         EXPECT_EQ(script.Wait(kLimit), 0) << script.Output();
+        EXPECT_LT(std::chrono::steady_clock::now() - appGone, std::chrono::seconds(1));
         EXPECT_FALSE(ProcessExists(app));
         EXPECT_FALSE(ProcessExists(service));
     }
