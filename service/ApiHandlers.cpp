@@ -30,9 +30,18 @@ constexpr size_t kMaxInfoField = 16 * 1024;
 // against absurd input (Chinese takes 3 bytes a character).
 constexpr size_t kMaxFeedbackField = ApiHandlers::kMaxFeedbackCharacters * 4;
 
-std::string Minutes(int64_t seconds)
+constexpr const char* kUnavailableMessage = "服务暂时不可用 / The service is unavailable; try again later";
+
+// Waits under a minute, the e-mail's short delay among them, are said in
+// seconds.
+std::string ThrottleMessage(int64_t seconds)
 {
-    return std::to_string((seconds + 59) / 60);
+    if (seconds < 60) {
+        const std::string n = std::to_string(seconds);
+        return "登录尝试过于频繁，请 " + n + " 秒后再试 / Too many sign-ins; try again in " + n + " seconds";
+    }
+    const std::string n = std::to_string((seconds + 59) / 60);
+    return "登录失败次数过多，请 " + n + " 分钟后再试 / Too many failed sign-ins; try again in " + n + " minutes";
 }
 
 void SessionRefusal(httplib::Response& response, SessionState state)
@@ -146,12 +155,13 @@ void ApiHandlers::Login(const httplib::Request& request, httplib::Response& resp
         JsonReply::Outcome(response, kDisabled, "该账号已停用 / This account is disabled");
         break;
     case SignInResult::Throttled:
-        JsonReply::Outcome(response, kThrottled,
-                           "登录失败次数过多，请 " + Minutes(retryAfter) + " 分钟后再试 / Too many failed sign-ins; try again in "
-                               + Minutes(retryAfter) + " minutes");
+        JsonReply::Outcome(response, kThrottled, ThrottleMessage(retryAfter));
         break;
     case SignInResult::Error:
         JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+        break;
+    case SignInResult::Unavailable:
+        JsonReply::Refusal(response, kUnavailable, kUnavailableMessage);
         break;
     }
 }

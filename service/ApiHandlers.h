@@ -34,6 +34,7 @@ public:
     static constexpr int kServiceError = 500;
     static constexpr int kSessionExpired = 501;
     static constexpr int kSessionUnknown = 502;
+    static constexpr int kUnavailable = 503;
 
     static constexpr size_t kMaxFeedbackCharacters = 4000;
 
