@@ -3,6 +3,7 @@
 #include "Accounts.h"
 #include "AppVersions.h"
 #include "CredentialRules.h"
+#include "EventQuota.h"
 #include "FormRequest.h"
 #include "JsonReply.h"
 #include "ServiceClock.h"
@@ -68,11 +69,12 @@ void MethodNotAllowed(const httplib::Request&, httplib::Response& response)
 } // namespace
 
 ApiHandlers::ApiHandlers(Accounts& accounts, Sessions& sessions, Store& store, AppVersions& versions,
-                         const ServiceClock& clock)
+                         EventQuota& quota, const ServiceClock& clock)
     : accounts(accounts)
     , sessions(sessions)
     , store(store)
     , versions(versions)
+    , quota(quota)
     , clock(clock)
 {
 }
@@ -269,11 +271,27 @@ void ApiHandlers::Anchor(const httplib::Request& request, httplib::Response& res
     event.block = form.Field("block");
     event.action = form.Field("action");
     event.info = form.Field("info");
-    if (store.AddEvent(event) != StoreStatus::Ok) {
+    switch (quota.Add(event)) {
+    case EventOutcome::Stored:
+        JsonReply::Outcome(response, 200, "ok");
+        break;
+    case EventOutcome::Throttled:
+        JsonReply::Refusal(response, kThrottled, "too many usage events from this address; slow down");
+        break;
+    case EventOutcome::TooLarge:
+        JsonReply::Refusal(response, kTooLarge,
+                           "the event is larger than " + std::to_string(EventQuota::kMaxEventBytes) + " bytes");
+        break;
+    case EventOutcome::NoRoom:
+        JsonReply::Refusal(response, kNoRoom, "the service has no room for usage events");
+        break;
+    case EventOutcome::Unavailable:
+        JsonReply::Refusal(response, kUnavailable, kUnavailableMessage);
+        break;
+    case EventOutcome::Error:
         JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
-        return;
+        break;
     }
-    JsonReply::Outcome(response, 200, "ok");
 }
 
 } // namespace lumo_service

@@ -88,11 +88,12 @@ std::string UrlHost(const std::string& host)
 } // namespace
 
 ServiceServer::ServiceServer(Store& store, Accounts& accounts, Sessions& sessions, AppVersions& versions,
-                             const ServiceClock& clock)
+                             EventQuota& quota, const ServiceClock& clock)
     : store(store)
     , accounts(accounts)
     , sessions(sessions)
     , versions(versions)
+    , quota(quota)
     , clock(clock)
 {
 }
@@ -135,7 +136,7 @@ int ServiceServer::Run(const std::string& host, int port, const std::string& cer
     });
 
     CsrfGuard csrf;
-    ApiHandlers api(accounts, sessions, store, versions, clock);
+    ApiHandlers api(accounts, sessions, store, versions, quota, clock);
     PageHandlers pages(accounts, versions, csrf);
     Route::Install(server, api.Routes());
     Route::Install(server, pages.Routes());

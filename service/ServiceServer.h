@@ -7,6 +7,7 @@ namespace lumo_service {
 
 class Accounts;
 class AppVersions;
+class EventQuota;
 class Sessions;
 class ServiceClock;
 class Store;
@@ -18,7 +19,7 @@ public:
     // Connections served at once; each keeps its thread while it is open.
     static constexpr int kThreads = 64;
 
-    ServiceServer(Store& store, Accounts& accounts, Sessions& sessions, AppVersions& versions,
+    ServiceServer(Store& store, Accounts& accounts, Sessions& sessions, AppVersions& versions, EventQuota& quota,
                   const ServiceClock& clock);
 
     // The caller has blocked SIGTERM, SIGINT and SIGUSR1 in every thread.
@@ -31,6 +32,7 @@ private:
     Accounts& accounts;
     Sessions& sessions;
     AppVersions& versions;
+    EventQuota& quota;
     const ServiceClock& clock;
 };
 

@@ -4,6 +4,7 @@
 #include "Accounts.h"
 #include "AppVersions.h"
 #include "DataDirectory.h"
+#include "EventQuota.h"
 #include "OperatorCommands.h"
 #include "PasswordHasher.h"
 #include "ServiceClock.h"
@@ -95,7 +96,8 @@ int main(int argc, char** argv)
     Accounts accounts(*store, hasher, sessions, clock);
     AppVersions versions(*store);
     if (options.command == Command::Serve) {
-        ServiceServer server(*store, accounts, sessions, versions, clock);
+        EventQuota quota(*store, clock, options.dataDir, options.eventsReserveMiB);
+        ServiceServer server(*store, accounts, sessions, versions, quota, clock);
         return server.Run(options.listenHost, options.listenPort, certPath, keyPath);
     }
     OperatorCommands commands(*store, accounts, clock, std::cin, std::cout, std::cerr);

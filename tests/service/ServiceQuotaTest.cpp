@@ -1,0 +1,134 @@
+// Limits on usage events against a real lumo-service: a flood from one
+// client, oversized events, and a data folder short of free space.
+#include "ServiceFixture.h"
+#include "TextLines.h"
+
+#include <chrono>
+#include <string>
+
+using namespace lumo_test;
+
+namespace {
+
+constexpr const char* kEmail = "ann@example.com";
+constexpr const char* kPassword = "correct horse";
+constexpr const char* kAnchorPath = "/lumo/user/anchor/anchor";
+constexpr int kBurst = 120;
+constexpr size_t kMaxEventBytes = 16 * 1024;
+
+std::vector<std::pair<std::string, std::string>> EventFields(const std::string& info)
+{
+    return {{"type", "INFO"},   {"version", "3.0.0"}, {"platform", "Linux"}, {"app", "YUVLumo"},
+            {"page", "MainWindow"}, {"block", "NULL"},  {"action", "NULL"},    {"info", info}};
+}
+
+// The bytes of every field but info.
+size_t OtherFieldBytes()
+{
+    size_t bytes = 0;
+    for (const auto& field : EventFields(std::string())) {
+        bytes += field.second.size();
+    }
+    return bytes;
+}
+
+class ServiceQuotaTest : public ServiceFixture {
+protected:
+    size_t StoredEvents() const { return SplitLines(Operator({"events"}).out).size(); }
+};
+
+} // namespace
+
+TEST_F(ServiceQuotaTest, AFloodFromOneClientIsCutOffWithinTheBurst)
+{
+    auto client = Client();
+    client->set_keep_alive(true);
+    const auto start = std::chrono::steady_clock::now();
+    int accepted = 0;
+    Answer refused;
+    for (int i = 0; i < 400 && !refused.reached; ++i) {
+        const Answer answer = Read(client->Post(kAnchorPath, Form(EventFields("flood")), kFormType));
+        ASSERT_TRUE(answer.reached) << i;
+        if (answer.status == 200) {
+            ++accepted;
+        } else {
+            refused = answer;
+        }
+    }
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    ASSERT_TRUE(refused.reached) << "400 events went through";
+    EXPECT_EQ(429, refused.status);
+    EXPECT_EQ(429, refused.Code());
+    EXPECT_FALSE(refused.Message().empty());
+    EXPECT_GE(accepted, kBurst);
+    EXPECT_LE(accepted, kBurst + static_cast<int>(2 * seconds) + 1);
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(429, Post(kAnchorPath, Form(EventFields("flood"))).status);
+    }
+    EXPECT_EQ(static_cast<size_t>(accepted), StoredEvents());
+}
+
+TEST_F(ServiceQuotaTest, AThrottledClientIsServedAgainOnceTokensCameBack)
+{
+    auto client = Client();
+    client->set_keep_alive(true);
+    int status = 200;
+    for (int i = 0; i < 400 && status == 200; ++i) {
+        status = Read(client->Post(kAnchorPath, Form(EventFields("flood")), kFormType)).status;
+    }
+    ASSERT_EQ(429, status);
+    SetClockOffset(5);
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(200, Post(kAnchorPath, Form(EventFields("again"))).status) << i;
+    }
+}
+
+TEST_F(ServiceQuotaTest, AThrottledClientCanStillSignInAndCheckItsToken)
+{
+    auto client = Client();
+    client->set_keep_alive(true);
+    int status = 200;
+    for (int i = 0; i < 400 && status == 200; ++i) {
+        status = Read(client->Post(kAnchorPath, Form(EventFields("flood")), kFormType)).status;
+    }
+    ASSERT_EQ(429, status);
+    AddUser(kEmail, kPassword);
+    EXPECT_EQ(200, Check(TokenFor(kEmail, kPassword)).Code());
+}
+
+TEST_F(ServiceQuotaTest, AnEventOfTheCapIsStoredOneByteMoreIs413)
+{
+    const std::string fits(kMaxEventBytes - OtherFieldBytes(), 'i');
+    EXPECT_EQ(200, Post(kAnchorPath, Form(EventFields(fits))).status);
+    const Answer tooLarge = Post(kAnchorPath, Form(EventFields(fits + "i")));
+    EXPECT_EQ(413, tooLarge.status);
+    EXPECT_EQ(413, tooLarge.Code());
+    EXPECT_NE(std::string::npos, tooLarge.Message().find("16384")) << tooLarge.Message();
+    EXPECT_EQ(1u, StoredEvents());
+}
+
+TEST_F(ServiceQuotaTest, AReserveBeyondTheFreeSpaceRefusesEventsWith507ButNotSignInOrTokens)
+{
+    ASSERT_EQ(0, service.Stop());
+    ASSERT_TRUE(StartService({"--events-reserve-mib", "999999999"})) << service.Announcement();
+    AddUser(kEmail, kPassword);
+    const Answer refused = Post(kAnchorPath, Form(EventFields("no room")));
+    EXPECT_EQ(507, refused.status);
+    EXPECT_EQ(507, refused.Code());
+    EXPECT_FALSE(refused.Message().empty());
+    const Answer signedIn = Login(kEmail, kPassword);
+    EXPECT_EQ(200, signedIn.status);
+    EXPECT_EQ(200, signedIn.Code());
+    const std::string token = signedIn.Model("token");
+    const Answer checked = Check(token);
+    EXPECT_EQ(200, checked.status);
+    EXPECT_EQ(200, checked.Code());
+    EXPECT_EQ(200, Post("/lumo/user/feedback/send", Form({{"feedback", "still here"}, {"token", token}})).Code());
+    EXPECT_EQ(0u, StoredEvents());
+}
+
+TEST_F(ServiceQuotaTest, TheDefaultReserveLetsEventsIn)
+{
+    EXPECT_EQ(200, Post(kAnchorPath, Form(EventFields("room"))).Code());
+    EXPECT_EQ(1u, StoredEvents());
+}
