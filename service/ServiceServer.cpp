@@ -10,6 +10,7 @@
 
 #include <httplib.h>
 #include <openssl/ssl.h>
+#include <sodium.h>
 
 #include <pthread.h>
 #include <sys/socket.h>
@@ -18,6 +19,8 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <thread>
 
 namespace lumo_service {
@@ -80,6 +83,17 @@ void LogRequest(const ServiceClock& clock, const httplib::Request& request, cons
                  response.status);
 }
 
+// The key file's bytes, from which the form guard derives its key.
+bool ReadWholeFile(const std::string& path, std::string& out)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        return false;
+    }
+    out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return !in.bad() && !out.empty();
+}
+
 std::string UrlHost(const std::string& host)
 {
     return host.find(':') != std::string::npos ? "[" + host + "]" : host;
@@ -135,7 +149,13 @@ int ServiceServer::Run(const std::string& host, int port, const std::string& cer
         LogRequest(logClock, request, response);
     });
 
-    CsrfGuard csrf;
+    std::string keyMaterial;
+    if (!ReadWholeFile(keyPath, keyMaterial)) {
+        std::fprintf(stderr, "lumo-service: cannot read the key %s\n", keyPath.c_str());
+        return 1;
+    }
+    CsrfGuard csrf(store, clock, keyMaterial);
+    sodium_memzero(&keyMaterial[0], keyMaterial.size());
     ApiHandlers api(accounts, sessions, store, versions, quota, clock);
     PageHandlers pages(accounts, versions, csrf);
     Route::Install(server, api.Routes());
