@@ -5,6 +5,7 @@
 #include "AppVersions.h"
 #include "DataDirectory.h"
 #include "EventQuota.h"
+#include "Maintenance.h"
 #include "OperatorCommands.h"
 #include "PasswordHasher.h"
 #include "ServiceClock.h"
@@ -97,8 +98,12 @@ int main(int argc, char** argv)
     AppVersions versions(*store);
     if (options.command == Command::Serve) {
         EventQuota quota(*store, clock, options.dataDir, options.eventsReserveMiB);
+        Maintenance maintenance(*store, clock, options.eventsKeep, options.eventsDays);
+        maintenance.Start();
         ServiceServer server(*store, accounts, sessions, versions, quota, clock);
-        return server.Run(options.listenHost, options.listenPort, certPath, keyPath);
+        const int code = server.Run(options.listenHost, options.listenPort, certPath, keyPath);
+        maintenance.Stop();
+        return code;
     }
     OperatorCommands commands(*store, accounts, clock, std::cin, std::cout, std::cerr);
     return commands.Run(options);
