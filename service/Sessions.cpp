@@ -14,7 +14,7 @@ Sessions::Sessions(Store& store, const ServiceClock& clock)
 StoreStatus Sessions::Issue(int64_t accountId, std::string& token)
 {
     token = SessionToken::Generate();
-    return store.AddSession(accountId, SessionToken::Hash(token), clock.Now());
+    return store.AddSession(accountId, SessionToken::Hash(token), clock.Now(), kMaxPerAccount);
 }
 
 SessionState Sessions::Check(const std::string& token, int64_t& accountId)

@@ -1,14 +1,19 @@
-// What the service keeps as it runs: usage events within the retention.
+// What the service keeps as it runs: usage events within the retention and
+// a bounded number of sessions per account.
 #include "ServiceFixture.h"
 #include "TextLines.h"
 
 #include <chrono>
 #include <string>
 #include <thread>
+#include <vector>
 
 using namespace lumo_test;
 
 namespace {
+
+constexpr const char* kEmail = "ann@example.com";
+constexpr const char* kPassword = "correct horse";
 
 class ServiceRetentionTest : public ServiceFixture {
 protected:
@@ -64,4 +69,20 @@ TEST_F(ServiceRetentionTest, EventsOlderThanTheDaysKeptAreDeletedWhileServing)
     ASSERT_EQ(200, PostEvent("new").Code());
     EXPECT_EQ(1u, StoredEventsOnceAt(1));
     EXPECT_NE(std::string::npos, Operator({"events"}).out.find("new"));
+}
+
+TEST_F(ServiceRetentionTest, AnAccountKeepsItsNewestTwentySessions)
+{
+    AddUser(kEmail, kPassword);
+    std::vector<std::string> tokens;
+    for (int i = 0; i < 25; ++i) {
+        tokens.push_back(TokenFor(kEmail, kPassword));
+        ASSERT_FALSE(tokens.back().empty()) << i;
+    }
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(502, Check(tokens[i]).Code()) << i;
+    }
+    for (int i = 5; i < 25; ++i) {
+        EXPECT_EQ(200, Check(tokens[i]).Code()) << i;
+    }
 }
