@@ -358,7 +358,9 @@ void CheckStored(Service& service, const std::string& path, const std::map<std::
     const auto field = [&fields](const char* name) { return fields.at(name); };
     if (path == "/lumo/user/anchor/anchor") {
         std::vector<UsageEvent> events;
-        Check(service.store->ListEvents(1, events) == StoreStatus::Ok && events.size() == 1);
+        Check(service.store->ForEachEvent(1, [&events](const UsageEvent& event) { events.push_back(event); })
+                  == StoreStatus::Ok
+              && events.size() == 1);
         const UsageEvent& e = events[0];
         Check(e.type == field("type") && e.version == field("version") && e.platform == field("platform")
               && e.app == field("app") && e.page == field("page") && e.block == field("block")

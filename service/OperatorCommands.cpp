@@ -94,6 +94,8 @@ int OperatorCommands::Run(const ServiceOptions& options)
         return SetVersion(options.app, options.version);
     case Command::Events:
         return ListEvents(options.limit);
+    case Command::EventsPurge:
+        return PurgeEvents(options.eventsKeep, options.eventsDays);
     case Command::Feedback:
         return ListFeedback(options.limit);
     case Command::Help:
@@ -194,11 +196,8 @@ int OperatorCommands::SetVersion(const std::string& app, const std::string& vers
 
 int OperatorCommands::ListEvents(int limit)
 {
-    std::vector<UsageEvent> events;
-    if (store.ListEvents(limit, events) != StoreStatus::Ok) {
-        return Fail("the database could not be read");
-    }
-    for (const UsageEvent& event : events) {
+    // Printed as they are read, so a large table never sits in memory.
+    const StoreStatus status = store.ForEachEvent(limit, [this](const UsageEvent& event) {
         out << JsonObject()
                    .Add("id", event.id)
                    .Add("time", IsoTime(event.time))
@@ -213,7 +212,21 @@ int OperatorCommands::ListEvents(int limit)
                    .Add("info", event.info)
                    .Text()
             << "\n";
+    });
+    if (status != StoreStatus::Ok) {
+        return Fail("the database could not be read");
     }
+    return out.flush() ? kExitOk : kExitFailed;
+}
+
+int OperatorCommands::PurgeEvents(int64_t keep, int days)
+{
+    int64_t removed = 0;
+    const int64_t before = clock.Now() - static_cast<int64_t>(days) * 24 * 3600;
+    if (store.PurgeEvents(before, keep, removed) != StoreStatus::Ok) {
+        return Fail("the database could not be written");
+    }
+    out << "removed " << removed << " events\n";
     return out.flush() ? kExitOk : kExitFailed;
 }
 

@@ -34,6 +34,7 @@ private:
     int DisableUser(const std::string& email);
     int SetVersion(const std::string& app, const std::string& version);
     int ListEvents(int limit);
+    int PurgeEvents(int64_t keep, int days);
     int ListFeedback(int limit);
     // One line from the input, without echo when it is a terminal.
     bool ReadPassword(std::string& password);

@@ -26,7 +26,8 @@ public:
     // a busy token check stays a read; a session may thus end up to a minute
     // early.
     static constexpr int64_t kTouchEverySeconds = 60;
-    // Sessions an account keeps; a new one ends the least recently checked.
+    // Signing in again and again cannot grow an account's sessions without
+    // bound: the least recently checked beyond this many end.
     static constexpr int kMaxPerAccount = 20;
 
     Sessions(Store& store, const ServiceClock& clock);

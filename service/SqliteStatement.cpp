@@ -37,6 +37,14 @@ SqliteStatement& SqliteStatement::Bind(const std::string& value)
     return *this;
 }
 
+SqliteStatement& SqliteStatement::Bind(double value)
+{
+    if (statement == nullptr || sqlite3_bind_double(statement, nextIndex++, value) != SQLITE_OK) {
+        bindFailed = true;
+    }
+    return *this;
+}
+
 int SqliteStatement::Step()
 {
     if (statement == nullptr || bindFailed) {
@@ -59,6 +67,11 @@ std::string SqliteStatement::Text(int column) const
 {
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
     return text ? std::string(text, static_cast<size_t>(sqlite3_column_bytes(statement, column))) : std::string();
+}
+
+double SqliteStatement::Real(int column) const
+{
+    return sqlite3_column_double(statement, column);
 }
 
 } // namespace lumo_service

@@ -22,12 +22,14 @@ public:
     bool Valid() const { return statement != nullptr; }
     SqliteStatement& Bind(int64_t value);
     SqliteStatement& Bind(const std::string& value);
+    SqliteStatement& Bind(double value);
     // SQLITE_ROW, SQLITE_DONE or an error code.
     int Step();
     // Runs a statement without results: true when it completed.
     bool Run();
     int64_t Int(int column) const;
     std::string Text(int column) const;
+    double Real(int column) const;
 
 private:
     sqlite3_stmt* statement;

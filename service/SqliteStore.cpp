@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace lumo_service {
 
@@ -43,6 +44,22 @@ const char* const kMigrations[] = {
     "  app TEXT PRIMARY KEY,"
     "  version TEXT NOT NULL,"
     "  time INTEGER NOT NULL);",
+    // Attempts and token buckets shared by every process; indexes that keep
+    // the purges and the session limit cheap.
+    "CREATE TABLE attempts ("
+    "  id INTEGER PRIMARY KEY,"
+    "  key TEXT NOT NULL,"
+    "  time INTEGER NOT NULL);"
+    "CREATE INDEX attempts_key_time ON attempts(key, time);"
+    "CREATE INDEX attempts_time ON attempts(time);"
+    "CREATE TABLE buckets ("
+    "  key TEXT PRIMARY KEY,"
+    "  tokens REAL NOT NULL,"
+    "  updated_ms INTEGER NOT NULL,"
+    "  granted INTEGER NOT NULL);"
+    "CREATE INDEX buckets_updated ON buckets(updated_ms);"
+    "CREATE INDEX events_time ON events(time);"
+    "CREATE INDEX sessions_last_check ON sessions(last_check);",
 };
 constexpr int kMigrationCount = static_cast<int>(sizeof(kMigrations) / sizeof(kMigrations[0]));
 static_assert(kMigrationCount == SqliteStore::kSchemaVersion, "one migration per schema version");
@@ -111,6 +128,25 @@ StoreStatus AccountId(SqliteConnection& connection, const std::string& email, in
         return StoreStatus::Error;
     }
     id = statement.Int(0);
+    return StoreStatus::Ok;
+}
+
+// Rows read or deleted per step, so memory and the time one transaction
+// holds the write lock stay bounded.
+constexpr int kEventPage = 1000;
+constexpr int kPurgeChunk = 10000;
+
+StoreStatus Single(SqliteStatement& statement, int64_t& value)
+{
+    const int step = statement.Step();
+    if (step == SQLITE_DONE) {
+        value = 0;
+        return StoreStatus::Ok;
+    }
+    if (step != SQLITE_ROW) {
+        return StoreStatus::Error;
+    }
+    value = statement.Int(0);
     return StoreStatus::Ok;
 }
 
@@ -247,16 +283,26 @@ StoreStatus SqliteStore::DisableAccount(const std::string& email, int& endedSess
     });
 }
 
-StoreStatus SqliteStore::AddSession(int64_t accountId, const std::string& tokenHash, int64_t now)
+StoreStatus SqliteStore::AddSession(int64_t accountId, const std::string& tokenHash, int64_t now,
+                                    int maxPerAccount)
 {
     return writer->Run([&](SqliteConnection& connection) {
         SqliteStatement statement(
             connection, "INSERT INTO sessions (account_id, token_hash, created, last_check) VALUES (?, ?, ?, ?)");
         const int step = statement.Bind(accountId).Bind(tokenHash).Bind(now).Bind(now).Step();
-        if (step == SQLITE_DONE) {
+        if (step != SQLITE_DONE) {
+            return IsConstraintError(step) ? StoreStatus::Duplicate : StoreStatus::Error;
+        }
+        if (maxPerAccount < 1) {
             return StoreStatus::Ok;
         }
-        return IsConstraintError(step) ? StoreStatus::Duplicate : StoreStatus::Error;
+        SqliteStatement trim(connection,
+                             "DELETE FROM sessions WHERE account_id = ? AND id NOT IN"
+                             " (SELECT id FROM sessions WHERE account_id = ?"
+                             " ORDER BY last_check DESC, id DESC LIMIT ?)");
+        return trim.Bind(accountId).Bind(accountId).Bind(static_cast<int64_t>(maxPerAccount)).Run()
+            ? StoreStatus::Ok
+            : StoreStatus::Error;
     });
 }
 
@@ -295,6 +341,19 @@ StoreStatus SqliteStore::TouchSession(int64_t sessionId, int64_t now)
     });
 }
 
+StoreStatus SqliteStore::PurgeSessions(int64_t before, int64_t& removed)
+{
+    removed = 0;
+    return writer->Run([&](SqliteConnection& connection) {
+        SqliteStatement statement(connection, "DELETE FROM sessions WHERE last_check < ?");
+        if (!statement.Bind(before).Run()) {
+            return StoreStatus::Error;
+        }
+        removed = connection.Changes();
+        return StoreStatus::Ok;
+    });
+}
+
 StoreStatus SqliteStore::AddEvent(const UsageEvent& event)
 {
     return writer->Run([&](SqliteConnection& connection) {
@@ -307,17 +366,58 @@ StoreStatus SqliteStore::AddEvent(const UsageEvent& event)
     });
 }
 
-StoreStatus SqliteStore::ListEvents(int limit, std::vector<UsageEvent>& out)
+StoreStatus SqliteStore::ForEachEvent(int limit, const std::function<void(const UsageEvent&)>& row)
 {
+    if (limit == 0) {
+        return StoreStatus::Ok;
+    }
+    int64_t from = 0;
+    int64_t to = 0;
+    {
+        ReaderLease reader(*this);
+        if (!reader) {
+            return StoreStatus::Error;
+        }
+        // Events added while the listing runs are left out, so --limit N
+        // prints N at most.
+        SqliteStatement newest(*reader, "SELECT max(id) FROM events");
+        if (Single(newest, to) != StoreStatus::Ok) {
+            return StoreStatus::Error;
+        }
+        if (limit > 0) {
+            SqliteStatement first(*reader, "SELECT id FROM events ORDER BY id DESC LIMIT 1 OFFSET ?");
+            if (Single(first.Bind(static_cast<int64_t>(limit)), from) != StoreStatus::Ok) {
+                return StoreStatus::Error;
+            }
+        }
+    }
+    std::vector<UsageEvent> page;
+    for (;;) {
+        const StoreStatus read = EventPage(from, to, page);
+        if (read != StoreStatus::Ok) {
+            return read;
+        }
+        for (const UsageEvent& event : page) {
+            row(event);
+        }
+        if (page.size() < static_cast<size_t>(kEventPage)) {
+            return StoreStatus::Ok;
+        }
+        from = page.back().id;
+    }
+}
+
+StoreStatus SqliteStore::EventPage(int64_t from, int64_t to, std::vector<UsageEvent>& page)
+{
+    page.clear();
     ReaderLease reader(*this);
     if (!reader) {
         return StoreStatus::Error;
     }
     SqliteStatement statement(*reader,
                               "SELECT id, time, address, type, version, platform, app, page, block, action, info"
-                              " FROM events ORDER BY id DESC"
-                                  + LimitClause(limit));
-    out.clear();
+                              " FROM events WHERE id > ? AND id <= ? ORDER BY id LIMIT ?");
+    statement.Bind(from).Bind(to).Bind(static_cast<int64_t>(kEventPage));
     int step;
     while ((step = statement.Step()) == SQLITE_ROW) {
         UsageEvent event;
@@ -332,10 +432,128 @@ StoreStatus SqliteStore::ListEvents(int limit, std::vector<UsageEvent>& out)
         event.block = statement.Text(8);
         event.action = statement.Text(9);
         event.info = statement.Text(10);
-        out.push_back(std::move(event));
+        page.push_back(std::move(event));
     }
-    std::reverse(out.begin(), out.end());
     return step == SQLITE_DONE ? StoreStatus::Ok : StoreStatus::Error;
+}
+
+StoreStatus SqliteStore::PurgeEvents(int64_t before, int64_t keep, int64_t& removed)
+{
+    removed = 0;
+    // Every event up to this id is beyond the newest keep; a negative keep
+    // sets no count.
+    int64_t beyond = 0;
+    if (keep >= 0) {
+        ReaderLease reader(*this);
+        if (!reader) {
+            return StoreStatus::Error;
+        }
+        SqliteStatement statement(*reader, "SELECT id FROM events ORDER BY id DESC LIMIT 1 OFFSET ?");
+        if (Single(statement.Bind(keep), beyond) != StoreStatus::Ok) {
+            return StoreStatus::Error;
+        }
+    }
+    // In chunks, so sign-ins waiting for the writer are not held up behind
+    // one long delete.
+    for (;;) {
+        int64_t chunk = 0;
+        const StoreStatus status = writer->Run([&](SqliteConnection& connection) {
+            SqliteStatement statement(connection,
+                                      "DELETE FROM events WHERE id IN (SELECT id FROM events"
+                                      " WHERE id <= ? OR time < ? LIMIT ?)");
+            if (!statement.Bind(beyond).Bind(before).Bind(static_cast<int64_t>(kPurgeChunk)).Run()) {
+                return StoreStatus::Error;
+            }
+            chunk = connection.Changes();
+            return StoreStatus::Ok;
+        });
+        if (status != StoreStatus::Ok) {
+            return status;
+        }
+        removed += chunk;
+        if (chunk < kPurgeChunk) {
+            return StoreStatus::Ok;
+        }
+    }
+}
+
+StoreStatus SqliteStore::AddAttempt(const std::string& key, int64_t now)
+{
+    return writer->Run([&](SqliteConnection& connection) {
+        SqliteStatement statement(connection, "INSERT INTO attempts (key, time) VALUES (?, ?)");
+        return statement.Bind(key).Bind(now).Run() ? StoreStatus::Ok : StoreStatus::Error;
+    });
+}
+
+StoreStatus SqliteStore::CountAttempts(const std::string& key, int64_t since, int& count, int64_t& oldest)
+{
+    ReaderLease reader(*this);
+    if (!reader) {
+        return StoreStatus::Error;
+    }
+    SqliteStatement statement(*reader, "SELECT count(*), coalesce(min(time), 0) FROM attempts"
+                                       " WHERE key = ? AND time >= ?");
+    if (statement.Bind(key).Bind(since).Step() != SQLITE_ROW) {
+        return StoreStatus::Error;
+    }
+    count = static_cast<int>(statement.Int(0));
+    oldest = statement.Int(1);
+    return StoreStatus::Ok;
+}
+
+StoreStatus SqliteStore::ClearAttempts(const std::string& key)
+{
+    return writer->Run([&](SqliteConnection& connection) {
+        SqliteStatement statement(connection, "DELETE FROM attempts WHERE key = ?");
+        return statement.Bind(key).Run() ? StoreStatus::Ok : StoreStatus::Error;
+    });
+}
+
+StoreStatus SqliteStore::PurgeAttempts(int64_t before, int64_t& removed)
+{
+    removed = 0;
+    return writer->Run([&](SqliteConnection& connection) {
+        SqliteStatement attempts(connection, "DELETE FROM attempts WHERE time < ?");
+        if (!attempts.Bind(before).Run()) {
+            return StoreStatus::Error;
+        }
+        removed = connection.Changes();
+        SqliteStatement buckets(connection, "DELETE FROM buckets WHERE updated_ms < ?");
+        if (!buckets.Bind(before * 1000).Run()) {
+            return StoreStatus::Error;
+        }
+        removed += connection.Changes();
+        return StoreStatus::Ok;
+    });
+}
+
+StoreStatus SqliteStore::TakeToken(const std::string& key, int64_t nowMs, double ratePerSecond, double burst,
+                                   bool& taken)
+{
+    taken = false;
+    if (!std::isfinite(ratePerSecond) || !std::isfinite(burst)) {
+        return StoreStatus::Error;
+    }
+    return writer->Run([&](SqliteConnection& connection) {
+        // One statement refills the bucket for the time gone by, takes a
+        // token when there is one and says whether it did.
+        SqliteStatement statement(
+            connection,
+            "INSERT INTO buckets AS b (key, tokens, updated_ms, granted)"
+            " VALUES (?1, CASE WHEN ?4 >= 1 THEN ?4 - 1 ELSE ?4 END, ?2, ?4 >= 1)"
+            " ON CONFLICT(key) DO UPDATE SET"
+            " tokens = CASE WHEN min(?4, b.tokens + max(0, ?2 - b.updated_ms) * ?3 / 1000.0) >= 1"
+            "   THEN min(?4, b.tokens + max(0, ?2 - b.updated_ms) * ?3 / 1000.0) - 1"
+            "   ELSE min(?4, b.tokens + max(0, ?2 - b.updated_ms) * ?3 / 1000.0) END,"
+            " granted = min(?4, b.tokens + max(0, ?2 - b.updated_ms) * ?3 / 1000.0) >= 1,"
+            " updated_ms = max(b.updated_ms, ?2)"
+            " RETURNING granted");
+        if (statement.Bind(key).Bind(nowMs).Bind(ratePerSecond).Bind(burst).Step() != SQLITE_ROW) {
+            return StoreStatus::Error;
+        }
+        taken = statement.Int(0) != 0;
+        return statement.Step() == SQLITE_DONE ? StoreStatus::Ok : StoreStatus::Error;
+    });
 }
 
 StoreStatus SqliteStore::AddFeedback(const FeedbackEntry& entry)
