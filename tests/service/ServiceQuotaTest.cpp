@@ -44,6 +44,9 @@ TEST_F(ServiceQuotaTest, AFloodFromOneClientIsCutOffWithinTheBurst)
     auto client = Client();
     client->set_keep_alive(true);
     const auto start = std::chrono::steady_clock::now();
+    const auto secondsSinceStart = [&start] {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
     int accepted = 0;
     Answer refused;
     for (int i = 0; i < 400 && !refused.reached; ++i) {
@@ -55,35 +58,27 @@ TEST_F(ServiceQuotaTest, AFloodFromOneClientIsCutOffWithinTheBurst)
             refused = answer;
         }
     }
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     ASSERT_TRUE(refused.reached) << "400 events went through";
     EXPECT_EQ(429, refused.status);
     EXPECT_EQ(429, refused.Code());
     EXPECT_FALSE(refused.Message().empty());
+    // Tokens come back at 2 a second while the flood goes on.
     EXPECT_GE(accepted, kBurst);
-    EXPECT_LE(accepted, kBurst + static_cast<int>(2 * seconds) + 1);
-    for (int i = 0; i < 50; ++i) {
-        EXPECT_EQ(429, Post(kAnchorPath, Form(EventFields("flood"))).status);
+    EXPECT_LE(accepted, kBurst + static_cast<int>(2 * secondsSinceStart()) + 1);
+    int refusedAfter = 0;
+    for (int i = 0; i < 30; ++i) {
+        const int status = Read(client->Post(kAnchorPath, Form(EventFields("flood")), kFormType)).status;
+        ASSERT_TRUE(status == 200 || status == 429) << status;
+        accepted += status == 200;
+        refusedAfter += status == 429;
     }
+    const double seconds = secondsSinceStart();
+    EXPECT_LE(accepted, kBurst + static_cast<int>(2 * seconds) + 1);
+    EXPECT_GE(refusedAfter, 30 - static_cast<int>(2 * seconds) - 1);
     EXPECT_EQ(static_cast<size_t>(accepted), StoredEvents());
 }
 
-TEST_F(ServiceQuotaTest, AThrottledClientIsServedAgainOnceTokensCameBack)
-{
-    auto client = Client();
-    client->set_keep_alive(true);
-    int status = 200;
-    for (int i = 0; i < 400 && status == 200; ++i) {
-        status = Read(client->Post(kAnchorPath, Form(EventFields("flood")), kFormType)).status;
-    }
-    ASSERT_EQ(429, status);
-    SetClockOffset(5);
-    for (int i = 0; i < 10; ++i) {
-        EXPECT_EQ(200, Post(kAnchorPath, Form(EventFields("again"))).status) << i;
-    }
-}
-
-TEST_F(ServiceQuotaTest, AThrottledClientCanStillSignInAndCheckItsToken)
+TEST_F(ServiceQuotaTest, AThrottledClientStillSignsInAndIsServedAgainOnceTokensCameBack)
 {
     auto client = Client();
     client->set_keep_alive(true);
@@ -94,6 +89,10 @@ TEST_F(ServiceQuotaTest, AThrottledClientCanStillSignInAndCheckItsToken)
     ASSERT_EQ(429, status);
     AddUser(kEmail, kPassword);
     EXPECT_EQ(200, Check(TokenFor(kEmail, kPassword)).Code());
+    SetClockOffset(5);
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(200, Post(kAnchorPath, Form(EventFields("again"))).status) << i;
+    }
 }
 
 TEST_F(ServiceQuotaTest, AnEventOfTheCapIsStoredOneByteMoreIs413)
