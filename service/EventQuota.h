@@ -28,9 +28,10 @@ public:
     // An address may post kBurst events at once, then kPerSecond a second.
     static constexpr double kBurst = 120;
     static constexpr double kPerSecond = 2;
-    // The application's largest events carry an e-mail and two file paths
-    // of up to 4 KiB each in their info.
-    static constexpr size_t kMaxEventBytes = 16 * 1024;
+    // A full info field (16 KiB) and the short fields as the application
+    // fills them; its largest events carry an e-mail and two file paths in
+    // their info. Every field at its own limit is more than this.
+    static constexpr size_t kMaxEventBytes = 16 * 1024 + 256;
 
     EventQuota(Store& store, const ServiceClock& clock, std::string dataDir, int64_t reserveMiB);
 

@@ -83,7 +83,7 @@ void LogRequest(const ServiceClock& clock, const httplib::Request& request, cons
                  response.status);
 }
 
-// The key file's bytes, from which the form guard derives its key.
+// False when the file cannot be read or is empty.
 bool ReadWholeFile(const std::string& path, std::string& out)
 {
     std::ifstream in(path, std::ios::binary);
@@ -114,6 +114,12 @@ ServiceServer::ServiceServer(Store& store, Accounts& accounts, Sessions& session
 
 int ServiceServer::Run(const std::string& host, int port, const std::string& certPath, const std::string& keyPath)
 {
+    // The form guard's key is derived from the TLS key's bytes.
+    std::string keyMaterial;
+    if (!ReadWholeFile(keyPath, keyMaterial)) {
+        std::fprintf(stderr, "lumo-service: cannot read the key %s\n", keyPath.c_str());
+        return 1;
+    }
     httplib::SSLServer server(certPath.c_str(), keyPath.c_str());
     if (!server.is_valid()) {
         std::fprintf(stderr, "lumo-service: cannot load the certificate %s and key %s\n", certPath.c_str(),
@@ -149,11 +155,6 @@ int ServiceServer::Run(const std::string& host, int port, const std::string& cer
         LogRequest(logClock, request, response);
     });
 
-    std::string keyMaterial;
-    if (!ReadWholeFile(keyPath, keyMaterial)) {
-        std::fprintf(stderr, "lumo-service: cannot read the key %s\n", keyPath.c_str());
-        return 1;
-    }
     CsrfGuard csrf(store, clock, keyMaterial);
     sodium_memzero(&keyMaterial[0], keyMaterial.size());
     ApiHandlers api(accounts, sessions, store, versions, quota, clock);

@@ -14,22 +14,13 @@ constexpr const char* kEmail = "ann@example.com";
 constexpr const char* kPassword = "correct horse";
 constexpr const char* kAnchorPath = "/lumo/user/anchor/anchor";
 constexpr int kBurst = 120;
-constexpr size_t kMaxEventBytes = 16 * 1024;
+constexpr size_t kMaxEventBytes = 16 * 1024 + 256;
+constexpr size_t kMaxInfoBytes = 16 * 1024;
 
 std::vector<std::pair<std::string, std::string>> EventFields(const std::string& info)
 {
     return {{"type", "INFO"},   {"version", "3.0.0"}, {"platform", "Linux"}, {"app", "YUVLumo"},
             {"page", "MainWindow"}, {"block", "NULL"},  {"action", "NULL"},    {"info", info}};
-}
-
-// The bytes of every field but info.
-size_t OtherFieldBytes()
-{
-    size_t bytes = 0;
-    for (const auto& field : EventFields(std::string())) {
-        bytes += field.second.size();
-    }
-    return bytes;
 }
 
 class ServiceQuotaTest : public ServiceFixture {
@@ -97,12 +88,27 @@ TEST_F(ServiceQuotaTest, AThrottledClientStillSignsInAndIsServedAgainOnceTokensC
 
 TEST_F(ServiceQuotaTest, AnEventOfTheCapIsStoredOneByteMoreIs413)
 {
-    const std::string fits(kMaxEventBytes - OtherFieldBytes(), 'i');
-    EXPECT_EQ(200, Post(kAnchorPath, Form(EventFields(fits))).status);
-    const Answer tooLarge = Post(kAnchorPath, Form(EventFields(fits + "i")));
+    // A full info field and page, block and action making up the rest.
+    const std::string info(kMaxInfoBytes, 'i');
+    const size_t rest = kMaxEventBytes - kMaxInfoBytes - std::string("INFO3.0.0LinuxYUVLumo").size();
+    const std::string page(100, 'p');
+    const std::string block(100, 'b');
+    const std::string action(rest - 200, 'a');
+    const auto fields = [&](const std::string& actionField) {
+        return Form({{"type", "INFO"}, {"version", "3.0.0"}, {"platform", "Linux"}, {"app", "YUVLumo"},
+                     {"page", page}, {"block", block}, {"action", actionField}, {"info", info}});
+    };
+    EXPECT_EQ(200, Post(kAnchorPath, fields(action)).status);
+    const Answer tooLarge = Post(kAnchorPath, fields(action + "a"));
     EXPECT_EQ(413, tooLarge.status);
     EXPECT_EQ(413, tooLarge.Code());
-    EXPECT_NE(std::string::npos, tooLarge.Message().find("16384")) << tooLarge.Message();
+    EXPECT_NE(std::string::npos, tooLarge.Message().find(std::to_string(kMaxEventBytes))) << tooLarge.Message();
+    const std::string shortField(64, 's');
+    const std::string nameField(128, 'n');
+    EXPECT_EQ(413, Post(kAnchorPath, Form({{"type", shortField}, {"version", shortField}, {"platform", shortField},
+                                           {"app", shortField}, {"page", nameField}, {"block", nameField},
+                                           {"action", nameField}, {"info", info}}))
+                       .status);
     EXPECT_EQ(1u, StoredEvents());
 }
 
