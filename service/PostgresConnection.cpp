@@ -10,11 +10,11 @@ namespace lumo_service {
 namespace {
 
 // Given before the caller's string, so the caller's own settings win: a
-// server that is down is noticed within seconds, and so is a dead network
-// under a connection in use.
+// server that is down is noticed within seconds, so is a dead network under
+// a connection in use, and a commit waits for the server's log to be synced.
 const char* const kKeywords[] = {"connect_timeout", "keepalives_idle", "keepalives_interval", "keepalives_count",
-                                 "tcp_user_timeout", "dbname", nullptr};
-const char* const kDefaults[] = {"3", "10", "3", "3", "10000"};
+                                 "tcp_user_timeout", "options", "dbname", nullptr};
+const char* const kDefaults[] = {"3", "10", "3", "3", "10000", "-c synchronous_commit=on"};
 
 std::string Trimmed(const char* text)
 {
@@ -95,8 +95,8 @@ std::string PostgresResult::SqlState() const
 
 std::unique_ptr<PostgresConnection> PostgresConnection::Open(const std::string& url, std::string& error)
 {
-    const char* values[] = {kDefaults[0], kDefaults[1], kDefaults[2], kDefaults[3], kDefaults[4], url.c_str(),
-                            nullptr};
+    const char* values[] = {kDefaults[0], kDefaults[1], kDefaults[2], kDefaults[3], kDefaults[4], kDefaults[5],
+                            url.c_str(), nullptr};
     pg_conn* connection = PQconnectdbParams(kKeywords, values, 1);
     if (connection == nullptr) {
         error = "cannot reach PostgreSQL: out of memory";

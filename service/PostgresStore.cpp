@@ -122,8 +122,9 @@ bool Migrate(PostgresConnection& connection, std::string& error)
         found = static_cast<int>(current.Int(0, 0));
     }
     if (found > PostgresStore::kSchemaVersion || found < 0) {
-        error = "the database has schema version " + std::to_string(found)
-            + ", newer than this lumo-service knows (" + std::to_string(PostgresStore::kSchemaVersion) + ")";
+        error = "the database has schema version " + std::to_string(found) + ", "
+            + (found < 0 ? "which no lumo-service makes" : "newer than this lumo-service knows") + " ("
+            + std::to_string(PostgresStore::kSchemaVersion) + ")";
         connection.ExecScript("ROLLBACK");
         return false;
     }

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <chrono>
 #include <fstream>
 #include <thread>
@@ -546,6 +547,19 @@ TEST_P(StoreTest, BucketBelowOneTokenGrantsNothing)
     EXPECT_FALSE(taken);
 }
 
+TEST_P(StoreTest, BucketWithARateOrBurstThatIsNoNumberIsAnError)
+{
+    auto store = Open();
+    bool taken = true;
+    EXPECT_EQ(StoreStatus::Error, store->TakeToken("k", 1000, std::nan(""), 3, taken));
+    EXPECT_FALSE(taken);
+    taken = true;
+    EXPECT_EQ(StoreStatus::Error, store->TakeToken("k", 1000, 1, HUGE_VAL, taken));
+    EXPECT_FALSE(taken);
+    ASSERT_EQ(StoreStatus::Ok, store->TakeToken("k", 1000, 1, 3, taken));
+    EXPECT_TRUE(taken);
+}
+
 TEST_P(StoreTest, TokensTakenFromManyThreadsNeverExceedTheBurst)
 {
     auto store = Open();
@@ -739,6 +753,15 @@ TEST_F(PostgresStoreTest, MissingDatabaseIsRefusedNamingIt)
     std::string error;
     EXPECT_FALSE(PostgresStore::Open(backend.Server().Url("no_such_database"), error));
     EXPECT_NE(std::string::npos, error.find("no_such_database")) << error;
+}
+
+TEST_F(PostgresStoreTest, NegativeSchemaVersionIsRefused)
+{
+    ASSERT_TRUE(Open());
+    backend.SetSchemaVersion(-1);
+    std::string error;
+    EXPECT_FALSE(PostgresStore::Open(backend.Url(), error));
+    EXPECT_NE(std::string::npos, error.find("schema version -1, which no lumo-service makes")) << error;
 }
 
 TEST_F(PostgresStoreTest, StoresOpeningTogetherMigrateOnce)
