@@ -108,6 +108,21 @@ TEST_P(StoreTest, DatabaseOfVersion1IsMigratedAndKeepsItsRows)
     ASSERT_EQ(StoreStatus::Ok, store->AddAccount("c@d.ef", "h", 1));
 }
 
+TEST_P(StoreTest, MigrationThatFailsLeavesTheDatabaseAsItWas)
+{
+    backend->MakeVersion1("a@b.cd");
+    ASSERT_TRUE(backend->Exec("CREATE TABLE buckets (other TEXT)"));
+    std::string error;
+    EXPECT_FALSE(backend->Open(error));
+    EXPECT_NE(std::string::npos, error.find("buckets")) << error;
+    EXPECT_EQ(1, backend->SchemaVersion());
+    ASSERT_TRUE(backend->Exec("DROP TABLE buckets"));
+    auto store = Open();
+    ASSERT_TRUE(store);
+    EXPECT_GT(AccountOf(*store, "a@b.cd"), 0);
+    EXPECT_EQ(SqliteStore::kSchemaVersion, backend->SchemaVersion());
+}
+
 TEST_P(StoreTest, ReopenedStoreKeepsItsRows)
 {
     {
