@@ -31,8 +31,6 @@ constexpr size_t kMaxInfoField = 16 * 1024;
 // against absurd input (Chinese takes 3 bytes a character).
 constexpr size_t kMaxFeedbackField = ApiHandlers::kMaxFeedbackCharacters * 4;
 
-constexpr const char* kUnavailableMessage = "服务暂时不可用 / The service is unavailable; try again later";
-
 // Waits under a minute, the e-mail's short delay among them, are said in
 // seconds.
 std::string ThrottleMessage(int64_t seconds)
@@ -45,6 +43,16 @@ std::string ThrottleMessage(int64_t seconds)
     return "登录失败次数过多，请 " + n + " 分钟后再试 / Too many failed sign-ins; try again in " + n + " minutes";
 }
 
+// A database that cannot be reached is worth retrying; anything else failed.
+void StoreFailure(httplib::Response& response, StoreStatus status)
+{
+    if (status == StoreStatus::Unavailable) {
+        JsonReply::Refusal(response, ApiHandlers::kUnavailable, "服务暂时不可用 / The service is unavailable; try again later");
+    } else {
+        JsonReply::Refusal(response, ApiHandlers::kServiceError, "服务内部错误 / The service failed; try again later");
+    }
+}
+
 void SessionRefusal(httplib::Response& response, SessionState state)
 {
     switch (state) {
@@ -52,7 +60,10 @@ void SessionRefusal(httplib::Response& response, SessionState state)
         JsonReply::Outcome(response, ApiHandlers::kSessionExpired, "登录已过期，请重新登录 / The session has expired; sign in again");
         break;
     case SessionState::Error:
-        JsonReply::Refusal(response, ApiHandlers::kServiceError, "服务内部错误 / The service failed; try again later");
+        StoreFailure(response, StoreStatus::Error);
+        break;
+    case SessionState::Unavailable:
+        StoreFailure(response, StoreStatus::Unavailable);
         break;
     default:
         JsonReply::Outcome(response, ApiHandlers::kSessionUnknown, "登录无效，请重新登录 / Unknown session; sign in again");
@@ -160,10 +171,10 @@ void ApiHandlers::Login(const httplib::Request& request, httplib::Response& resp
         JsonReply::Outcome(response, kThrottled, ThrottleMessage(retryAfter));
         break;
     case SignInResult::Error:
-        JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+        StoreFailure(response, StoreStatus::Error);
         break;
     case SignInResult::Unavailable:
-        JsonReply::Refusal(response, kUnavailable, kUnavailableMessage);
+        StoreFailure(response, StoreStatus::Unavailable);
         break;
     }
 }
@@ -211,8 +222,9 @@ void ApiHandlers::Feedback(const httplib::Request& request, httplib::Response& r
     }
     entry.time = clock.Now();
     entry.address = request.remote_addr;
-    if (store.AddFeedback(entry) != StoreStatus::Ok) {
-        JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+    const StoreStatus added = store.AddFeedback(entry);
+    if (added != StoreStatus::Ok) {
+        StoreFailure(response, added);
         return;
     }
     JsonReply::Outcome(response, 200, "感谢反馈 / Thank you for your feedback");
@@ -230,14 +242,15 @@ void ApiHandlers::LatestVersion(const httplib::Request& request, httplib::Respon
         return;
     }
     std::string version;
-    switch (versions.Latest(app, version)) {
+    const StoreStatus found = versions.Latest(app, version);
+    switch (found) {
     case StoreStatus::Ok:
         break;
     case StoreStatus::NotFound:
         JsonReply::Outcome(response, kNotFound, "unknown app \"" + app + "\"");
         return;
     default:
-        JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+        StoreFailure(response, found);
         return;
     }
     JsonReply::Send(response, 200,
@@ -286,10 +299,10 @@ void ApiHandlers::Anchor(const httplib::Request& request, httplib::Response& res
         JsonReply::Refusal(response, kNoRoom, "the service has no room for usage events");
         break;
     case EventOutcome::Unavailable:
-        JsonReply::Refusal(response, kUnavailable, kUnavailableMessage);
+        StoreFailure(response, StoreStatus::Unavailable);
         break;
     case EventOutcome::Error:
-        JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+        StoreFailure(response, StoreStatus::Error);
         break;
     }
 }

@@ -30,7 +30,7 @@ SessionState Sessions::Check(const std::string& token, int64_t& accountId)
         return SessionState::Unknown;
     }
     if (found != StoreStatus::Ok) {
-        return SessionState::Error;
+        return found == StoreStatus::Unavailable ? SessionState::Unavailable : SessionState::Error;
     }
     if (session.accountDisabled) {
         return SessionState::Unknown;
@@ -45,7 +45,7 @@ SessionState Sessions::Check(const std::string& token, int64_t& accountId)
             return SessionState::Unknown; // ended meanwhile
         }
         if (touched != StoreStatus::Ok) {
-            return SessionState::Error;
+            return touched == StoreStatus::Unavailable ? SessionState::Unavailable : SessionState::Error;
         }
     }
     accountId = session.accountId;

@@ -15,6 +15,7 @@ enum class SessionState {
     Expired,
     Unknown, // never issued, ended by the operator, or its account disabled
     Error,
+    Unavailable, // the database cannot be reached for now
 };
 
 // Issues session tokens and checks them. A session lives 30 days after its

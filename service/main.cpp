@@ -12,7 +12,7 @@
 #include "ServiceOptions.h"
 #include "ServiceServer.h"
 #include "Sessions.h"
-#include "SqliteStore.h"
+#include "StoreFactory.h"
 
 #include <sodium.h>
 
@@ -87,7 +87,7 @@ int main(int argc, char** argv)
         certPath = data.CertPath();
         keyPath = data.KeyPath();
     }
-    std::unique_ptr<SqliteStore> store = SqliteStore::Open(data.DatabasePath(), error);
+    std::unique_ptr<Store> store = OpenStore(options, data, error);
     if (!store) {
         return Fail(1, error);
     }

@@ -99,3 +99,48 @@ TEST(ServiceOptionsTest, RefusesWhatItDoesNotKnow)
     EXPECT_NE(std::string::npos, Refusal({"--data", "/d", "user", "add", "a@b.cd", "--limit", "1"}).find("--limit"));
     EXPECT_NE(std::string::npos, Refusal({"--data", "/d", "events", "--limit", "-1"}).find("number"));
 }
+
+TEST(ServiceOptionsTest, DbTakesAConnectionStringForEveryCommand)
+{
+    EXPECT_TRUE(Parsed({"serve", "--data", "/d"}).database.empty());
+    EXPECT_EQ("postgresql://lumo@db:5432/lumo",
+              Parsed({"serve", "--data", "/d", "--db", "postgresql://lumo@db:5432/lumo"}).database);
+    const ServiceOptions events = Parsed({"--data", "/d", "--db", "host=db dbname=lumo", "events"});
+    EXPECT_EQ(Command::Events, events.command);
+    EXPECT_EQ("host=db dbname=lumo", events.database);
+    EXPECT_EQ("postgresql:///x", Parsed({"--data", "/d", "user", "add", "a@b.cd", "--db", "postgresql:///x"}).database);
+    EXPECT_NE(std::string::npos, Refusal({"serve", "--data", "/d", "--db", ""}).find("connection string"));
+    EXPECT_NE(std::string::npos, Refusal({"serve", "--data", "/d", "--db"}).find("needs a value"));
+}
+
+TEST(ServiceOptionsTest, RetentionHasDefaultsAndBelongsToServeAndEventsPurge)
+{
+    const ServiceOptions defaults = Parsed({"serve", "--data", "/d"});
+    EXPECT_EQ(1000000, defaults.eventsKeep);
+    EXPECT_EQ(400, defaults.eventsDays);
+    EXPECT_EQ(256, defaults.eventsReserveMiB);
+    const ServiceOptions serve = Parsed({"serve", "--data", "/d", "--events-keep", "10", "--events-days", "0",
+                                         "--events-reserve-mib", "1"});
+    EXPECT_EQ(10, serve.eventsKeep);
+    EXPECT_EQ(0, serve.eventsDays);
+    EXPECT_EQ(1, serve.eventsReserveMiB);
+    const ServiceOptions purge = Parsed({"--data", "/d", "events", "purge", "--events-keep", "5", "--events-days", "7"});
+    EXPECT_EQ(Command::EventsPurge, purge.command);
+    EXPECT_EQ(5, purge.eventsKeep);
+    EXPECT_EQ(7, purge.eventsDays);
+    EXPECT_EQ(Command::EventsPurge, Parsed({"--data", "/d", "events", "purge"}).command);
+}
+
+TEST(ServiceOptionsTest, RetentionRefusesNonsenseAndOtherCommands)
+{
+    EXPECT_NE(std::string::npos, Refusal({"serve", "--data", "/d", "--events-keep", "x"}).find("takes a number"));
+    EXPECT_NE(std::string::npos, Refusal({"serve", "--data", "/d", "--events-days", "-1"}).find("takes a number"));
+    EXPECT_NE(std::string::npos,
+              Refusal({"serve", "--data", "/d", "--events-reserve-mib", "1000000000"}).find("takes a number"));
+    EXPECT_NE(std::string::npos, Refusal({"--data", "/d", "events", "--events-keep", "5"}).find("events purge"));
+    EXPECT_NE(std::string::npos, Refusal({"--data", "/d", "feedback", "--events-days", "5"}).find("events purge"));
+    EXPECT_NE(std::string::npos,
+              Refusal({"--data", "/d", "events", "purge", "--events-reserve-mib", "5"}).find("belongs to serve"));
+    EXPECT_NE(std::string::npos, Refusal({"--data", "/d", "events", "purge", "now"}).find("unknown command"));
+    EXPECT_NE(std::string::npos, Refusal({"--data", "/d", "events", "purge", "--limit", "1"}).find("--limit"));
+}
