@@ -17,20 +17,20 @@ std::string Hex(const unsigned char* data, size_t size)
     return text;
 }
 
-// The issue time before the '-' of "SECONDS-RANDOM"; false when the value
+// The time before the '-' of "SECONDS-RANDOM"; false when the value
 // has not that form.
-bool IssueTime(const std::string& cookieValue, int64_t& issued)
+bool MadeAt(const std::string& cookieValue, int64_t& made)
 {
     const size_t dash = cookieValue.find('-');
     if (dash == 0 || dash == std::string::npos || dash > 18 || cookieValue.size() - dash - 1 != kRandomBytes * 2) {
         return false;
     }
-    issued = 0;
+    made = 0;
     for (size_t i = 0; i < dash; ++i) {
         if (cookieValue[i] < '0' || cookieValue[i] > '9') {
             return false;
         }
-        issued = issued * 10 + (cookieValue[i] - '0');
+        made = made * 10 + (cookieValue[i] - '0');
     }
     return true;
 }
@@ -68,12 +68,12 @@ void CsrfGuard::Issue(std::string& cookieValue, std::string& formValue) const
 
 CsrfCheck CsrfGuard::Verify(const std::string& cookieValue, const std::string& formValue) const
 {
-    int64_t issued = 0;
-    if (!IssueTime(cookieValue, issued) || !CodeMatches(cookieValue, formValue)) {
+    int64_t made = 0;
+    if (!MadeAt(cookieValue, made) || !CodeMatches(cookieValue, formValue)) {
         return CsrfCheck::Invalid;
     }
     const int64_t now = clock.Now();
-    if (issued > now + kSkewSeconds || now - issued >= kLifetimeSeconds) {
+    if (made > now + kSkewSeconds || now - made >= kLifetimeSeconds) {
         return CsrfCheck::Expired;
     }
     return UseUp(cookieValue, now);

@@ -22,16 +22,16 @@ enum class CsrfCheck {
 };
 
 // Guards the page forms against cross-site posts: the browser gets a cookie
-// holding its issue time and a random value, the form carries the cookie's
-// authentication code, and a post is taken only when the two match, within
-// the pair's lifetime, once. The key is derived from the TLS private key, so
+// holding the time it was made and a random value, the form carries the
+// cookie's authentication code, and a post is taken only when the two match,
+// within the pair's lifetime, once. The key is derived from the TLS private key, so
 // every process serving the same certificate accepts the same pairs and no
 // other secret needs keeping; used cookies are recorded in the store.
 class CsrfGuard {
 public:
     static constexpr const char* kCookieName = "__Host-lumo_csrf";
     static constexpr int64_t kLifetimeSeconds = 3600;
-    // Issue times this far ahead of now pass, for processes whose clocks
+    // Cookies made this far ahead of now pass, for processes whose clocks
     // differ a little.
     static constexpr int64_t kSkewSeconds = 60;
     // How long a used cookie must stay recorded to be refused again.

@@ -44,7 +44,7 @@ protected:
 
 } // namespace
 
-TEST_F(CsrfGuardTest, IssuedPairVerifiesOnceThenIsUsed)
+TEST_F(CsrfGuardTest, APairVerifiesOnceThenIsUsed)
 {
     CsrfGuard guard(*store, clock.Clock(), kKeyFile);
     const Pair pair = Issue(guard);
@@ -53,7 +53,7 @@ TEST_F(CsrfGuardTest, IssuedPairVerifiesOnceThenIsUsed)
     EXPECT_EQ(CsrfCheck::Used, guard.Verify(pair.cookie, pair.form));
 }
 
-TEST_F(CsrfGuardTest, CookieCarriesItsIssueTimeAndARandomValue)
+TEST_F(CsrfGuardTest, CookieCarriesTheTimeItWasMadeAndARandomValue)
 {
     CsrfGuard guard(*store, clock.Clock(), kKeyFile);
     const Pair first = Issue(guard);
@@ -97,7 +97,7 @@ TEST_F(CsrfGuardTest, FormValueOfAnotherCookieFailsAndUsesNothingUp)
     EXPECT_EQ(CsrfCheck::Valid, guard.Verify(b.cookie, b.form));
 }
 
-TEST_F(CsrfGuardTest, PairExpiresAnHourAfterItWasIssued)
+TEST_F(CsrfGuardTest, PairExpiresAnHourAfterItWasMade)
 {
     CsrfGuard guard(*store, clock.Clock(), kKeyFile);
     const Pair young = Issue(guard);
@@ -108,7 +108,7 @@ TEST_F(CsrfGuardTest, PairExpiresAnHourAfterItWasIssued)
     EXPECT_EQ(CsrfCheck::Expired, guard.Verify(old.cookie, old.form));
 }
 
-TEST_F(CsrfGuardTest, IssueTimeIsCoveredByTheCode)
+TEST_F(CsrfGuardTest, TheTimeInTheCookieIsCoveredByTheCode)
 {
     CsrfGuard guard(*store, clock.Clock(), kKeyFile);
     clock.Set(-2 * CsrfGuard::kLifetimeSeconds);
@@ -119,7 +119,7 @@ TEST_F(CsrfGuardTest, IssueTimeIsCoveredByTheCode)
     EXPECT_EQ(CsrfCheck::Expired, guard.Verify(pair.cookie, pair.form));
 }
 
-TEST_F(CsrfGuardTest, IssueTimeALittleAheadPassesFarAheadDoesNot)
+TEST_F(CsrfGuardTest, ACookieMadeALittleAheadPassesFarAheadDoesNot)
 {
     CsrfGuard guard(*store, clock.Clock(), kKeyFile);
     clock.Set(CsrfGuard::kSkewSeconds - 10);
