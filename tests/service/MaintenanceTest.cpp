@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <thread>
@@ -19,6 +20,18 @@ using namespace lumo_service;
 namespace {
 
 constexpr int64_t kDay = 24 * 3600;
+
+// Fails every purge and counts them, so a test knows a pass was made.
+class CountingBrokenStore : public lumo_test::BrokenStore {
+public:
+    using BrokenStore::BrokenStore;
+    Status PurgeEvents(int64_t before, int64_t keep, int64_t& removed) override
+    {
+        ++purges;
+        return BrokenStore::PurgeEvents(before, keep, removed);
+    }
+    std::atomic<int> purges {0};
+};
 
 class MaintenanceTest : public ::testing::Test {
 protected:
@@ -154,13 +167,19 @@ TEST_F(MaintenanceTest, StartMakesAPassAtOnceAndStopDoesNotWaitForTheNext)
     ExpectOnlyNewLeft();
 }
 
-TEST_F(MaintenanceTest, StopWithoutStartAndTwiceIsHarmless)
+TEST_F(MaintenanceTest, AStopBeforeStartAndASecondStopAreHarmless)
 {
     Maintenance maintenance(*store, clock.Clock(), 1000, 10);
     maintenance.Stop();
+    AddOldAndNew();
     maintenance.Start();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (Attempts("signin:old") > 0 && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
     maintenance.Stop();
     maintenance.Stop();
+    ExpectOnlyNewLeft();
 }
 
 TEST_F(MaintenanceTest, AStoreFailureComesBackAsItsStatus)
@@ -170,4 +189,21 @@ TEST_F(MaintenanceTest, AStoreFailureComesBackAsItsStatus)
         Maintenance maintenance(broken, clock.Clock(), 1000, 10);
         EXPECT_EQ(failure, maintenance.RunOnce());
     }
+}
+
+TEST_F(MaintenanceTest, AFailedPassIsLogged)
+{
+    CountingBrokenStore broken(StoreStatus::Unavailable);
+    Maintenance maintenance(broken, clock.Clock(), 1000, 10);
+    testing::internal::CaptureStderr();
+    maintenance.Start();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (broken.purges == 0 && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    maintenance.Stop();
+    const std::string logged = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(1, broken.purges);
+    EXPECT_NE(std::string::npos, logged.find("lumo-service: cannot delete what is past keeping; trying again in a minute"))
+        << logged;
 }
