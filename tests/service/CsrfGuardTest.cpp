@@ -1,6 +1,7 @@
 #include "CsrfGuard.h"
 
 #include "BrokenStore.h"
+#include "FaultyStore.h"
 #include "SqliteStore.h"
 #include "TempDir.h"
 #include "TestClock.h"
@@ -160,6 +161,18 @@ TEST_F(CsrfGuardTest, StoreFailuresAreNotTakenForAValidPair)
         EXPECT_EQ(failure == StoreStatus::Error ? CsrfCheck::Error : CsrfCheck::Unavailable,
                   guard.Verify(pair.cookie, pair.form));
     }
+}
+
+TEST_F(CsrfGuardTest, AUseThatCannotBeCountedIsNotValid)
+{
+    lumo_test::FaultyStore faulty(*store);
+    faulty.Fail("CountAttempts", StoreStatus::Unavailable);
+    CsrfGuard guard(faulty, clock.Clock(), kKeyFile);
+    const Pair pair = Issue(guard);
+    EXPECT_EQ(CsrfCheck::Unavailable, guard.Verify(pair.cookie, pair.form));
+    faulty.Fail("CountAttempts", StoreStatus::Error);
+    const Pair other = Issue(guard);
+    EXPECT_EQ(CsrfCheck::Error, guard.Verify(other.cookie, other.form));
 }
 
 TEST_F(CsrfGuardTest, CookieIsSecureHttpOnlyStrictAndLastsAsLongAsThePair)

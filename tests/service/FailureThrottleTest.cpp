@@ -1,6 +1,7 @@
 #include "FailureThrottle.h"
 
 #include "BrokenStore.h"
+#include "FaultyStore.h"
 #include "SqliteStore.h"
 #include "TempDir.h"
 
@@ -11,6 +12,17 @@
 using namespace lumo_service;
 
 namespace {
+
+// Counts attempts truly once, then fails: the soft throttle's second look.
+class SecondCountFails : public lumo_test::FaultyStore {
+public:
+    using FaultyStore::FaultyStore;
+    Status CountAttempts(const std::string& key, int64_t since, int& count, int64_t& oldest) override
+    {
+        return ++counts == 1 ? FaultyStore::CountAttempts(key, since, count, oldest) : Status::Unavailable;
+    }
+    int counts = 0;
+};
 
 class FailureThrottleTest : public ::testing::Test {
 protected:
@@ -136,4 +148,15 @@ TEST_F(FailureThrottleTest, StoreFailuresComeBackAsTheirStatus)
         EXPECT_EQ(failure, throttle.Record("k", 1000));
         EXPECT_EQ(failure, throttle.Clear("k"));
     }
+}
+
+TEST_F(FailureThrottleTest, ASoftThrottleWhoseSecondLookFailsSaysSo)
+{
+    FailureThrottle writer(*store, "t", 1, 100, 5);
+    ASSERT_EQ(StoreStatus::Ok, writer.Record("k", 1000));
+    SecondCountFails failing(*store);
+    FailureThrottle throttle(failing, "t", 1, 100, 5);
+    int64_t wait = -1;
+    EXPECT_EQ(StoreStatus::Unavailable, throttle.RetryAfter("k", 1001, wait));
+    EXPECT_EQ(2, failing.counts);
 }
