@@ -213,7 +213,7 @@ StoreStatus PostgresStore::InTransaction(const Work& work)
         const StoreStatus status = work(connection);
         if (status != StoreStatus::Ok) {
             if (!connection.Broken()) {
-                connection.ExecScript("ROLLBACK");
+                connection.StatusOf(connection.ExecScript("ROLLBACK"));
             }
             return status;
         }
