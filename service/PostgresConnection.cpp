@@ -4,6 +4,7 @@
 #include <poll.h>
 
 #include <cstdlib>
+#include <cstring>
 
 namespace lumo_service {
 
@@ -29,6 +30,29 @@ std::string Trimmed(const char* text)
 // Notices (such as "already exists, skipping") are not failures and would
 // only clutter the service's log.
 void IgnoreNotice(void*, const char*) {}
+
+// libpq's messages may quote parts of the connection string; the password
+// never reaches the log. A string libpq cannot read is not quoted at all.
+std::string Redacted(std::string message, const std::string& url)
+{
+    char* problem = nullptr;
+    PQconninfoOption* options = PQconninfoParse(url.c_str(), &problem);
+    if (options == nullptr) {
+        PQfreemem(problem);
+        return "the connection string cannot be read";
+    }
+    for (PQconninfoOption* option = options; option->keyword != nullptr; ++option) {
+        if (std::strcmp(option->keyword, "password") != 0 || option->val == nullptr || *option->val == '\0') {
+            continue;
+        }
+        const std::string password = option->val;
+        for (size_t at = message.find(password); at != std::string::npos; at = message.find(password, at)) {
+            message.replace(at, password.size(), "***");
+        }
+    }
+    PQconninfoFree(options);
+    return message;
+}
 
 std::string Where(pg_conn* connection)
 {
@@ -103,7 +127,8 @@ std::unique_ptr<PostgresConnection> PostgresConnection::Open(const std::string& 
         return nullptr;
     }
     if (PQstatus(connection) != CONNECTION_OK) {
-        error = "cannot reach PostgreSQL at " + Where(connection) + ": " + Trimmed(PQerrorMessage(connection));
+        error = Redacted("cannot reach PostgreSQL at " + Where(connection) + ": " + Trimmed(PQerrorMessage(connection)),
+                         url);
         PQfinish(connection);
         return nullptr;
     }
@@ -161,6 +186,11 @@ bool PostgresConnection::Stale()
     }
     pollfd descriptor {PQsocket(connection), POLLIN, 0};
     return descriptor.fd < 0 || poll(&descriptor, 1, 0) != 0;
+}
+
+bool PostgresConnection::Idle() const
+{
+    return PQtransactionStatus(connection) == PQTRANS_IDLE;
 }
 
 std::string PostgresConnection::LastError() const

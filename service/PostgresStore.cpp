@@ -104,7 +104,8 @@ bool Migrate(PostgresConnection& connection, std::string& error)
     if (Failed(connection, locked, error)) {
         return false;
     }
-    PostgresResult table = connection.ExecScript("CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL)");
+    PostgresResult table
+        = connection.ExecScript("CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL)");
     if (Failed(connection, table, error)) {
         return false;
     }
@@ -171,6 +172,28 @@ StoreStatus IdBelowNewest(PostgresConnection& connection, int64_t offset, int64_
     return status;
 }
 
+// Runs an update of one account (found by $1) that also ends its sessions,
+// as one statement; NotFound when there is no such account.
+StoreStatus UpdateAndEndSessions(PostgresConnection& connection, const std::string& update,
+                                 const std::vector<std::string>& params, int& endedSessions)
+{
+    PostgresResult result = connection.Exec(
+        "WITH changed AS (" + update
+            + " RETURNING id),"
+              " ended AS (DELETE FROM sessions WHERE account_id IN (SELECT id FROM changed) RETURNING 1)"
+              " SELECT (SELECT count(*) FROM changed), (SELECT count(*) FROM ended)",
+        params);
+    const StoreStatus status = connection.StatusOf(result);
+    if (status != StoreStatus::Ok) {
+        return status;
+    }
+    if (result.Int(0, 0) == 0) {
+        return StoreStatus::NotFound;
+    }
+    endedSessions = static_cast<int>(result.Int(0, 1));
+    return StoreStatus::Ok;
+}
+
 } // namespace
 
 std::unique_ptr<PostgresStore> PostgresStore::Open(const std::string& url, std::string& error)
@@ -213,7 +236,7 @@ StoreStatus PostgresStore::InTransaction(const Work& work)
         const StoreStatus status = work(connection);
         if (status != StoreStatus::Ok) {
             if (!connection.Broken()) {
-                connection.ExecScript("ROLLBACK");
+                connection.StatusOf(connection.ExecScript("ROLLBACK"));
             }
             return status;
         }
@@ -258,32 +281,6 @@ StoreStatus PostgresStore::FindAccount(const std::string& email, Account& out)
         return StoreStatus::Ok;
     });
 }
-
-namespace {
-
-// Runs an update of one account (found by $1) that also ends its sessions,
-// as one statement; NotFound when there is no such account.
-StoreStatus UpdateAndEndSessions(PostgresConnection& connection, const std::string& update,
-                                 const std::vector<std::string>& params, int& endedSessions)
-{
-    PostgresResult result = connection.Exec("WITH changed AS (" + update
-                                                + " RETURNING id),"
-                                                  " ended AS (DELETE FROM sessions WHERE account_id IN"
-                                                  " (SELECT id FROM changed) RETURNING 1)"
-                                                  " SELECT (SELECT count(*) FROM changed), (SELECT count(*) FROM ended)",
-                                            params);
-    const StoreStatus status = connection.StatusOf(result);
-    if (status != StoreStatus::Ok) {
-        return status;
-    }
-    if (result.Int(0, 0) == 0) {
-        return StoreStatus::NotFound;
-    }
-    endedSessions = static_cast<int>(result.Int(0, 1));
-    return StoreStatus::Ok;
-}
-
-} // namespace
 
 StoreStatus PostgresStore::SetPassword(const std::string& email, const std::string& passwordHash,
                                        int& endedSessions)

@@ -141,7 +141,10 @@ public:
         return static_cast<int>(server->QueryNumber(database, "SELECT version FROM schema_version"));
     }
 
-    void SetSchemaVersion(int version) override { Exec("UPDATE schema_version SET version = " + std::to_string(version)); }
+    void SetSchemaVersion(int version) override
+    {
+        Exec("UPDATE schema_version SET version = " + std::to_string(version));
+    }
 
     void MakeVersion1(const std::string& email) override
     {
