@@ -204,6 +204,7 @@ TEST_F(MaintenanceTest, AFailedPassIsLogged)
     maintenance.Stop();
     const std::string logged = testing::internal::GetCapturedStderr();
     EXPECT_EQ(1, broken.purges);
-    EXPECT_NE(std::string::npos, logged.find("lumo-service: cannot delete what is past keeping; trying again in a minute"))
+    EXPECT_NE(std::string::npos,
+              logged.find("lumo-service: cannot delete what is past keeping; trying again in a minute"))
         << logged;
 }
