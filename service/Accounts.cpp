@@ -156,27 +156,45 @@ SignInResult Accounts::SignIn(const std::string& email, const std::string& passw
     }
     status = pairFailures.Clear(PairKey(normal, address));
     if (status == StoreStatus::Ok) {
+        status = store.ClearAttempts("waited:" + PairKey(normal, address));
+    }
+    if (status == StoreStatus::Ok) {
         status = sessions.Issue(account.id, token);
     }
     return status == StoreStatus::Ok ? SignInResult::Ok : Failed(status);
 }
 
-StoreStatus Accounts::SignInWait(const std::string& email, const std::string& address, int64_t now,
-                                 int64_t& wait) const
+StoreStatus Accounts::SignInWait(const std::string& email, const std::string& address, int64_t now, int64_t& wait)
 {
-    wait = 0;
-    int64_t pairWait = 0;
     int64_t addressWait = 0;
-    int64_t emailWait = 0;
-    StoreStatus status = pairFailures.RetryAfter(PairKey(email, address), now, pairWait);
+    StoreStatus status = pairFailures.RetryAfter(PairKey(email, address), now, wait);
     if (status == StoreStatus::Ok) {
         status = addressFailures.RetryAfter(address, now, addressWait);
     }
-    if (status == StoreStatus::Ok) {
-        status = emailFailures.RetryAfter(email, now, emailWait);
+    wait = std::max(wait, addressWait);
+    if (status != StoreStatus::Ok || wait > 0) {
+        return status;
     }
-    wait = std::max({pairWait, addressWait, emailWait});
-    return status;
+    return EmailDelay(email, PairKey(email, address), now, wait);
+}
+
+StoreStatus Accounts::EmailDelay(const std::string& email, const std::string& pair, int64_t now, int64_t& wait)
+{
+    StoreStatus status = emailFailures.RetryAfter(email, now, wait);
+    if (status != StoreStatus::Ok || wait == 0) {
+        return status;
+    }
+    // A pair told to wait may try again once the delay is over, whatever
+    // others do meanwhile, so failures from elsewhere cannot hold it off.
+    const std::string told = "waited:" + pair;
+    int times = 0;
+    int64_t first = 0;
+    status = store.CountAttempts(told, now - kFailureWindowSeconds + 1, times, first);
+    if (status != StoreStatus::Ok || times == 0) {
+        return status == StoreStatus::Ok ? store.AddAttempt(told, now) : status;
+    }
+    wait = std::min(std::max<int64_t>(first + kDelaySeconds - now, 0), kDelaySeconds);
+    return StoreStatus::Ok;
 }
 
 StoreStatus Accounts::RecordFailure(const std::string& email, const std::string& address, int64_t now)

@@ -42,7 +42,8 @@ public:
     // that made them, and throttle an address that made too many. An
     // e-mail alone, whose failures anyone can make, is only slowed: past
     // kFailuresBeforeDelay its sign-ins wait kDelaySeconds after the last
-    // failure, so nobody can lock its owner out for longer.
+    // failure, and a pair told to wait is let through once it has, so
+    // nobody can hold the owner off for longer.
     static constexpr int kFailuresPerPair = 5;
     static constexpr int kFailuresPerAddress = 20;
     static constexpr int kFailuresBeforeDelay = 10;
@@ -65,7 +66,8 @@ public:
 
 private:
     AccountResult CheckNew(const std::string& email, const std::string& password) const;
-    StoreStatus SignInWait(const std::string& email, const std::string& address, int64_t now, int64_t& wait) const;
+    StoreStatus SignInWait(const std::string& email, const std::string& address, int64_t now, int64_t& wait);
+    StoreStatus EmailDelay(const std::string& email, const std::string& pair, int64_t now, int64_t& wait);
     StoreStatus RecordFailure(const std::string& email, const std::string& address, int64_t now);
 
     Store& store;

@@ -85,6 +85,43 @@ TEST_F(AccountsTest, FailuresFromEverywhereDelayTheEmailByAFewSecondsAtMost)
     EXPECT_EQ(SignInResult::Ok, SignIn(kHome, kPassword));
 }
 
+TEST_F(AccountsTest, APairToldToWaitGetsInAfterTheDelayWhateverOthersDo)
+{
+    for (int i = 0; i < Accounts::kFailuresBeforeDelay; ++i) {
+        ASSERT_EQ(SignInResult::WrongCredentials, SignIn(Machine(i), "wrong password"));
+    }
+    int64_t retryAfter = 0;
+    ASSERT_EQ(SignInResult::Throttled, SignIn(Machine(50), "wrong password", &retryAfter));
+    ASSERT_EQ(SignInResult::Throttled, SignIn(kHome, kPassword, &retryAfter));
+    clock.Set(2);
+    EXPECT_EQ(SignInResult::Throttled, SignIn(kHome, kPassword, &retryAfter));
+    // What is left of the 5 s; a second may have turned since it was said.
+    EXPECT_GE(retryAfter, Accounts::kDelaySeconds - 3);
+    EXPECT_LE(retryAfter, Accounts::kDelaySeconds - 2);
+    clock.Set(Accounts::kDelaySeconds);
+    // Another pair that waited its turn fails again, which would hold
+    // every pair not yet told for another 5 s.
+    ASSERT_EQ(SignInResult::WrongCredentials, SignIn(Machine(50), "wrong password"));
+    EXPECT_EQ(SignInResult::Throttled, SignIn(Machine(51), kPassword, &retryAfter));
+    EXPECT_EQ(Accounts::kDelaySeconds, retryAfter);
+    EXPECT_EQ(SignInResult::Ok, SignIn(kHome, kPassword));
+}
+
+TEST_F(AccountsTest, APairLetThroughIsStillLockedByItsOwnFailures)
+{
+    for (int i = 0; i < Accounts::kFailuresBeforeDelay; ++i) {
+        ASSERT_EQ(SignInResult::WrongCredentials, SignIn(Machine(i), "wrong password"));
+    }
+    ASSERT_EQ(SignInResult::Throttled, SignIn(Machine(50), "wrong password"));
+    clock.Set(Accounts::kDelaySeconds);
+    for (int i = 0; i < Accounts::kFailuresPerPair; ++i) {
+        ASSERT_EQ(SignInResult::WrongCredentials, SignIn(Machine(50), "wrong password")) << i;
+    }
+    int64_t retryAfter = 0;
+    EXPECT_EQ(SignInResult::Throttled, SignIn(Machine(50), kPassword, &retryAfter));
+    EXPECT_GT(retryAfter, 60);
+}
+
 TEST_F(AccountsTest, TwentyFailuresThrottleTheAddressForEveryEmail)
 {
     std::string token;
@@ -137,6 +174,22 @@ TEST_F(AccountsTest, SignInIsAnErrorWhenAnyStoreStepFails)
     }
     store->Fail(std::string(), StoreStatus::Ok);
     EXPECT_EQ(SignInResult::Ok, SignIn(kHome, kPassword));
+}
+
+TEST_F(AccountsTest, SignInIsAnErrorWhenTheDelaysRecordFails)
+{
+    for (int i = 0; i < Accounts::kFailuresBeforeDelay; ++i) {
+        ASSERT_EQ(SignInResult::WrongCredentials, SignIn(Machine(i), "wrong password"));
+    }
+    store->Fail("CountAttempts", StoreStatus::Unavailable, "waited:");
+    EXPECT_EQ(SignInResult::Unavailable, SignIn(kHome, kPassword));
+    store->Fail("AddAttempt", StoreStatus::Error, "waited:");
+    EXPECT_EQ(SignInResult::Error, SignIn(kHome, kPassword));
+    store->Fail(std::string(), StoreStatus::Ok);
+    ASSERT_EQ(SignInResult::Throttled, SignIn(kHome, kPassword));
+    clock.Set(Accounts::kDelaySeconds);
+    store->Fail("ClearAttempts", StoreStatus::Unavailable, "waited:");
+    EXPECT_EQ(SignInResult::Unavailable, SignIn(kHome, kPassword));
 }
 
 TEST_F(AccountsTest, TwentySignUpsAnHourFromOneAddress)

@@ -8,7 +8,8 @@
 namespace lumo_test {
 
 // A real store with one operation made to fail: calls to the method named
-// failing answer status, every other call reaches the real store.
+// failing answer status (for attempts, only under keys that start with the
+// given prefix), every other call reaches the real store.
 class FaultyStore : public lumo_service::Store {
 public:
     using Status = lumo_service::StoreStatus;
@@ -18,10 +19,11 @@ public:
     {
     }
 
-    void Fail(const std::string& method, Status with)
+    void Fail(const std::string& method, Status with, const std::string& keyPrefix = std::string())
     {
         failing = method;
         status = with;
+        prefix = keyPrefix;
     }
 
     Status AddAccount(const std::string& email, const std::string& hash, int64_t now) override
@@ -70,15 +72,15 @@ public:
     }
     Status AddAttempt(const std::string& key, int64_t now) override
     {
-        return failing == "AddAttempt" ? status : real.AddAttempt(key, now);
+        return Fails("AddAttempt", key) ? status : real.AddAttempt(key, now);
     }
     Status CountAttempts(const std::string& key, int64_t since, int& count, int64_t& oldest) override
     {
-        return failing == "CountAttempts" ? status : real.CountAttempts(key, since, count, oldest);
+        return Fails("CountAttempts", key) ? status : real.CountAttempts(key, since, count, oldest);
     }
     Status ClearAttempts(const std::string& key) override
     {
-        return failing == "ClearAttempts" ? status : real.ClearAttempts(key);
+        return Fails("ClearAttempts", key) ? status : real.ClearAttempts(key);
     }
     Status PurgeAttempts(int64_t before, int64_t& removed) override
     {
@@ -106,8 +108,14 @@ public:
     }
 
 private:
+    bool Fails(const char* method, const std::string& key) const
+    {
+        return failing == method && key.compare(0, prefix.size(), prefix) == 0;
+    }
+
     lumo_service::Store& real;
     std::string failing;
+    std::string prefix;
     Status status = Status::Ok;
 };
 

@@ -73,6 +73,10 @@ TEST_F(ServiceThrottleTest, AFloodOfFailuresDelaysTheEmailBySecondsOnly)
     EXPECT_EQ(429, delayed.Code());
     EXPECT_NE(std::string::npos, delayed.Message().find("try again in 5 seconds")) << delayed.Message();
     SetClockOffset(5);
+    // The attacker, having waited too, fails again just before the user
+    // comes back: the user, told to wait, is not held off again.
+    EXPECT_EQ(401, LoginFrom(Machine(12), kEmail, "wrong password").Code());
+    EXPECT_EQ(429, LoginFrom(Machine(13), kEmail, kPassword).Code());
     EXPECT_EQ(200, Login(kEmail, kPassword).Code());
 }
 
