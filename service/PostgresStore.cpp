@@ -104,10 +104,17 @@ bool Migrate(PostgresConnection& connection, std::string& error)
     if (Failed(connection, locked, error)) {
         return false;
     }
-    PostgresResult table
-        = connection.ExecScript("CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL)");
-    if (Failed(connection, table, error)) {
+    // Looked for first, so a database user that may not create tables can
+    // still open an up-to-date database.
+    PostgresResult missing = connection.Exec("SELECT to_regclass('schema_version') IS NULL");
+    if (Failed(connection, missing, error)) {
         return false;
+    }
+    if (missing.Text(0, 0) == "t") {
+        PostgresResult table = connection.ExecScript("CREATE TABLE schema_version (version INTEGER NOT NULL)");
+        if (Failed(connection, table, error)) {
+            return false;
+        }
     }
     PostgresResult current = connection.Exec("SELECT version FROM schema_version");
     if (Failed(connection, current, error)) {
