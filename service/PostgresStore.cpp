@@ -104,10 +104,17 @@ bool Migrate(PostgresConnection& connection, std::string& error)
     if (Failed(connection, locked, error)) {
         return false;
     }
-    PostgresResult table
-        = connection.ExecScript("CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL)");
-    if (Failed(connection, table, error)) {
+    // Looked for first, so a database user that may not create tables can
+    // still open an up-to-date database.
+    PostgresResult missing = connection.Exec("SELECT to_regclass('schema_version') IS NULL");
+    if (Failed(connection, missing, error)) {
         return false;
+    }
+    if (missing.Text(0, 0) == "t") {
+        PostgresResult table = connection.ExecScript("CREATE TABLE schema_version (version INTEGER NOT NULL)");
+        if (Failed(connection, table, error)) {
+            return false;
+        }
     }
     PostgresResult current = connection.Exec("SELECT version FROM schema_version");
     if (Failed(connection, current, error)) {
@@ -388,17 +395,24 @@ StoreStatus PostgresStore::ForEachEvent(int limit, const std::function<void(cons
                 return status;
             }
         }
+        // Bounded below only: a range on both ends can make the planner
+        // scan the whole range for every page before the statistics of a
+        // freshly filled table exist.
         for (;;) {
             PostgresResult page = connection.Exec(
                 "SELECT id, time, address, type, version, platform, app, page, block, action, info FROM events"
-                " WHERE id > $1::bigint AND id <= $2::bigint ORDER BY id LIMIT $3::bigint",
-                {Number(from), Number(to), Number(kEventPage)});
+                " WHERE id > $1::bigint ORDER BY id LIMIT $2::bigint",
+                {Number(from), Number(kEventPage)});
             status = connection.StatusOf(page);
             if (status != StoreStatus::Ok) {
                 return status;
             }
             for (int i = 0; i < page.Rows(); ++i) {
-                row(EventAt(page, i));
+                const UsageEvent event = EventAt(page, i);
+                if (event.id > to) {
+                    return StoreStatus::Ok;
+                }
+                row(event);
             }
             if (page.Rows() < kEventPage) {
                 return StoreStatus::Ok;

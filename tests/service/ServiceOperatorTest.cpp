@@ -5,6 +5,7 @@
 
 #include <QJsonDocument>
 
+#include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
@@ -28,6 +29,29 @@ protected:
                                   {"action", "a"},
                                   {"info", info}}))
                            .Code());
+    }
+
+    // Runs "events" with its output in a file and checks that its peak
+    // memory stays far below what holding every row would take, which is at
+    // least the listing's size.
+    void ExpectFlatListing(const std::vector<std::string>& args, int events) const
+    {
+        SpawnOptions options;
+        options.argv = {LUMO_SERVICE_PATH, "--data", data.Path()};
+        options.argv.insert(options.argv.end(), args.begin(), args.end());
+        options.argv.push_back("events");
+        options.stdoutPath = work.File("events.out");
+        options.stderrPath = work.File("peak.log");
+        const pid_t pid = Spawn(options);
+        int status = 0;
+        rusage usage {};
+        ASSERT_GT(pid, 0);
+        ASSERT_EQ(pid, wait4(pid, &status, 0, &usage));
+        ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << ReadWholeFile(work.File("peak.log"));
+        const long peak = usage.ru_maxrss * 1024L;
+        const auto listed = static_cast<long>(std::filesystem::file_size(work.File("events.out")));
+        EXPECT_EQ(events, static_cast<int>(SplitLines(ReadWholeFile(work.File("events.out"))).size()));
+        EXPECT_LT(peak, listed / 4) << "peak " << peak << " bytes for a listing of " << listed;
     }
 
     static std::vector<std::string> Infos(const std::string& listing)
@@ -138,6 +162,23 @@ TEST_F(ServiceOperatorTest, BadCommandLinesExitWith2AndHelpWith0)
     EXPECT_NE(std::string::npos, help.out.find("user add EMAIL"));
 }
 
+TEST_F(ServiceOperatorTest, ListingManyEventsKeepsMemoryFlat)
+{
+    constexpr int kEvents = 200000;
+    sqlite3* db = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(data.File("lumo.db").c_str(), &db));
+    sqlite3_busy_timeout(db, 5000);
+    const std::string fill
+        = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " + std::to_string(kEvents)
+        + ") INSERT INTO events (time, address, type, version, platform, app, page, block, action, info)"
+          " SELECT 1700000000, '127.0.0.1', 'INFO', '3.0.0', 'Linux', 'YUVLumo', 'page', 'block', 'action',"
+          " printf('%.200c', 'x') || i FROM n";
+    const int filled = sqlite3_exec(db, fill.c_str(), nullptr, nullptr, nullptr);
+    sqlite3_close(db);
+    ASSERT_EQ(SQLITE_OK, filled);
+    ExpectFlatListing({}, kEvents);
+}
+
 TEST_F(ServiceOperatorTest, DataFolderThatIsAFileIsRefused)
 {
     std::ofstream(work.File("file")) << "x";
@@ -171,26 +212,6 @@ protected:
         std::vector<std::string> withDb {"--db", Url()};
         withDb.insert(withDb.end(), args.begin(), args.end());
         return Operator(withDb, input);
-    }
-
-    // Runs an operator command with its output in a file; its peak memory
-    // in bytes.
-    long PeakMemoryOf(const std::vector<std::string>& args, const std::string& outPath, int& exitCode) const
-    {
-        SpawnOptions options;
-        options.argv = {LUMO_SERVICE_PATH, "--data", data.Path(), "--db", Url()};
-        options.argv.insert(options.argv.end(), args.begin(), args.end());
-        options.stdoutPath = outPath;
-        options.stderrPath = work.File("peak.log");
-        const pid_t pid = Spawn(options);
-        int status = 0;
-        rusage usage {};
-        if (pid < 0 || wait4(pid, &status, 0, &usage) != pid) {
-            exitCode = -1;
-            return -1;
-        }
-        exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return usage.ru_maxrss * 1024L;
     }
 
     static std::unique_ptr<PostgresServer> server;
@@ -267,11 +288,5 @@ TEST_F(ServiceOperatorPostgresTest, ListingManyEventsKeepsMemoryFlat)
                                  + std::to_string(kEvents) + ") AS i",
                              error))
         << error;
-    int exitCode = -1;
-    const long peak = PeakMemoryOf({"events"}, work.File("events.out"), exitCode);
-    ASSERT_EQ(0, exitCode) << ReadWholeFile(work.File("peak.log"));
-    const auto listed = static_cast<long>(std::filesystem::file_size(work.File("events.out")));
-    EXPECT_EQ(kEvents, static_cast<int>(SplitLines(ReadWholeFile(work.File("events.out"))).size()));
-    // Holding every row would take at least as much as their listing.
-    EXPECT_LT(peak, listed / 4) << "peak " << peak << " bytes for a listing of " << listed;
+    ExpectFlatListing({"--db", Url()}, kEvents);
 }

@@ -689,6 +689,13 @@ protected:
             "postgres", "SELECT count(*) FROM pg_stat_activity WHERE datname = '" + backend.Database() + "'");
     }
 
+    static int64_t AccountOf(Store& store, const std::string& email)
+    {
+        Account account;
+        EXPECT_EQ(StoreStatus::Ok, store.FindAccount(email, account));
+        return account.id;
+    }
+
     PostgresBackend backend;
 };
 
@@ -779,6 +786,23 @@ TEST_F(PostgresStoreTest, MissingDatabaseIsRefusedNamingIt)
     std::string error;
     EXPECT_FALSE(PostgresStore::Open(backend.Server().Url("no_such_database"), error));
     EXPECT_NE(std::string::npos, error.find("no_such_database")) << error;
+}
+
+TEST_F(PostgresStoreTest, UserThatMayNotCreateTablesOpensAnUpToDateDatabase)
+{
+    ASSERT_TRUE(Open());
+    const std::string role = "worker_" + backend.Database();
+    ASSERT_TRUE(backend.Exec("CREATE ROLE " + role + " LOGIN; GRANT USAGE ON SCHEMA public TO " + role
+                             + "; GRANT SELECT, INSERT, UPDATE, DELETE ON ALL TABLES IN SCHEMA public TO " + role
+                             + "; GRANT USAGE ON ALL SEQUENCES IN SCHEMA public TO " + role + ";"));
+    const std::string url = backend.Server().Url(backend.Database()).replace(0, std::string("postgresql://lumo").size(),
+                                                                             "postgresql://" + role);
+    std::string error;
+    auto store = PostgresStore::Open(url, error);
+    ASSERT_TRUE(store) << error;
+    ASSERT_EQ(StoreStatus::Ok, store->AddAccount("a@b.cd", "h", 1));
+    EXPECT_GT(AccountOf(*store, "a@b.cd"), 0);
+    EXPECT_FALSE(backend.Exec("SET ROLE " + role + "; CREATE TABLE mine (x INTEGER)"));
 }
 
 TEST_F(PostgresStoreTest, NegativeSchemaVersionIsRefused)
