@@ -168,10 +168,11 @@ TEST_F(ServiceOperatorTest, ListingManyEventsKeepsMemoryFlat)
     sqlite3* db = nullptr;
     ASSERT_EQ(SQLITE_OK, sqlite3_open(data.File("lumo.db").c_str(), &db));
     sqlite3_busy_timeout(db, 5000);
+    // Stamped now: the running service deletes events past its retention.
     const std::string fill
         = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " + std::to_string(kEvents)
         + ") INSERT INTO events (time, address, type, version, platform, app, page, block, action, info)"
-          " SELECT 1700000000, '127.0.0.1', 'INFO', '3.0.0', 'Linux', 'YUVLumo', 'page', 'block', 'action',"
+          " SELECT CAST(strftime('%s', 'now') AS INTEGER), '127.0.0.1', 'INFO', '3.0.0', 'Linux', 'YUVLumo', 'page', 'block', 'action',"
           " printf('%.200c', 'x') || i FROM n";
     const int filled = sqlite3_exec(db, fill.c_str(), nullptr, nullptr, nullptr);
     sqlite3_close(db);
@@ -281,10 +282,11 @@ TEST_F(ServiceOperatorPostgresTest, ListingManyEventsKeepsMemoryFlat)
 {
     constexpr int kEvents = 200000;
     std::string error;
+    // Stamped now: the running service deletes events past its retention.
     ASSERT_TRUE(server->Exec(database,
                              "INSERT INTO events (time, address, type, version, platform, app, page, block, action,"
-                             " info) SELECT 1700000000, '127.0.0.1', 'INFO', '3.0.0', 'Linux', 'YUVLumo', 'page',"
-                             " 'block', 'action', repeat('x', 200) || i FROM generate_series(1, "
+                             " info) SELECT extract(epoch FROM now())::bigint, '127.0.0.1', 'INFO', '3.0.0', 'Linux',"
+                             " 'YUVLumo', 'page', 'block', 'action', repeat('x', 200) || i FROM generate_series(1, "
                                  + std::to_string(kEvents) + ") AS i",
                              error))
         << error;
