@@ -37,6 +37,7 @@
 #include "AppVersions.h"
 #include "CredentialRules.h"
 #include "CsrfGuard.h"
+#include "EventQuota.h"
 #include "FormBody.h"
 #include "FormRequest.h"
 #include "PageHandlers.h"
@@ -89,6 +90,8 @@ constexpr size_t kMaxAnswerBytes = 16 * 1024;
 // The form reader's reasons are short English sentences.
 constexpr size_t kMaxProblemBytes = 200;
 constexpr const char* kFolderPrefix = "lumo-fuzz-service-";
+// What the form guard derives its key from, in place of a TLS key file.
+constexpr const char* kKeyMaterial = "fuzz_service's stand-in for a private key";
 // The database is made anew past this size, so long runs stay in memory.
 constexpr uintmax_t kMaxDatabaseBytes = 64u << 20;
 
@@ -101,7 +104,9 @@ struct Service {
         , sessions(*store, clock)
         , accounts(*store, hasher, sessions, clock)
         , versions(*store)
-        , api(accounts, sessions, *store, versions, clock)
+        , quota(*store, clock, std::filesystem::path(path).parent_path().string(), 0)
+        , csrf(*store, clock, kKeyMaterial)
+        , api(accounts, sessions, *store, versions, quota, clock)
         , pages(accounts, versions, csrf)
     {
         routes = api.Routes();
@@ -136,6 +141,7 @@ struct Service {
     Sessions sessions;
     Accounts accounts;
     AppVersions versions;
+    EventQuota quota;
     CsrfGuard csrf;
     ApiHandlers api;
     PageHandlers pages;
@@ -501,7 +507,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             static const std::set<int> kOutcomes = {200, 400, 401, 403, 404, 413, 429, 501, 502};
             Check(kOutcomes.count(code) == 1);
         } else {
-            static const std::set<int> kRefusals = {400, 405, 413, 415};
+            static const std::set<int> kRefusals = {400, 405, 413, 415, 429};
             Check(code == status && kRefusals.count(status) == 1);
         }
         if (status == 200 && code == 200) {

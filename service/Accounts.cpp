@@ -9,14 +9,30 @@
 
 namespace lumo_service {
 
+namespace {
+
+// Addresses hold no '|', so an e-mail that does cannot pass for another pair.
+std::string PairKey(const std::string& email, const std::string& address)
+{
+    return email + "|" + address;
+}
+
+SignInResult Failed(StoreStatus status)
+{
+    return status == StoreStatus::Unavailable ? SignInResult::Unavailable : SignInResult::Error;
+}
+
+} // namespace
+
 Accounts::Accounts(Store& store, PasswordHasher& hasher, Sessions& sessions, const ServiceClock& clock)
     : store(store)
     , hasher(hasher)
     , sessions(sessions)
     , clock(clock)
-    , emailFailures(kFailuresPerEmail, kFailureWindowSeconds)
-    , addressFailures(kFailuresPerAddress, kFailureWindowSeconds)
-    , registrations(kRegistrationsPerAddress, 3600)
+    , pairFailures(store, "signin", kFailuresPerPair, kFailureWindowSeconds)
+    , addressFailures(store, "addr", kFailuresPerAddress, kFailureWindowSeconds)
+    , emailFailures(store, "email", kFailuresBeforeDelay, kFailureWindowSeconds, kDelaySeconds)
+    , registrations(store, "signup", kRegistrationsPerAddress, kRegistrationWindowSeconds)
 {
 }
 
@@ -48,7 +64,9 @@ AccountResult Accounts::Register(const std::string& email, const std::string& pa
     }
     const int64_t now = clock.Now();
     if (!address.empty()) {
-        retryAfter = registrations.RetryAfter(address, now);
+        if (registrations.RetryAfter(address, now, retryAfter) != StoreStatus::Ok) {
+            return AccountResult::Error;
+        }
         if (retryAfter > 0) {
             return AccountResult::Throttled;
         }
@@ -62,6 +80,10 @@ AccountResult Accounts::Register(const std::string& email, const std::string& pa
     if (found != StoreStatus::NotFound || !hasher.Hash(password, hash)) {
         return AccountResult::Error;
     }
+    // Counted before the account is made, so no account escapes the count.
+    if (!address.empty() && registrations.Record(address, now) != StoreStatus::Ok) {
+        return AccountResult::Error;
+    }
     switch (store.AddAccount(normal, hash, now)) {
     case StoreStatus::Ok:
         break;
@@ -69,9 +91,6 @@ AccountResult Accounts::Register(const std::string& email, const std::string& pa
         return AccountResult::Duplicate;
     default:
         return AccountResult::Error;
-    }
-    if (!address.empty()) {
-        registrations.Record(address, now);
     }
     return AccountResult::Ok;
 }
@@ -84,12 +103,11 @@ AccountResult Accounts::ResetPassword(const std::string& email, const std::strin
         return rules;
     }
     std::string hash;
-    if (!hasher.Hash(password, hash)) {
+    if (!hasher.Hash(password, hash) || emailFailures.Clear(normal) != StoreStatus::Ok) {
         return AccountResult::Error;
     }
     switch (store.SetPassword(normal, hash, endedSessions)) {
     case StoreStatus::Ok:
-        emailFailures.Clear(normal);
         return AccountResult::Ok;
     case StoreStatus::NotFound:
         return AccountResult::NotFound;
@@ -115,26 +133,80 @@ SignInResult Accounts::SignIn(const std::string& email, const std::string& passw
 {
     const std::string normal = CredentialRules::NormalizeEmail(email);
     const int64_t now = clock.Now();
-    retryAfter = std::max(emailFailures.RetryAfter(normal, now), addressFailures.RetryAfter(address, now));
+    StoreStatus status = SignInWait(normal, address, now, retryAfter);
+    if (status != StoreStatus::Ok) {
+        return Failed(status);
+    }
     if (retryAfter > 0) {
         return SignInResult::Throttled;
     }
     Account account;
-    const StoreStatus found = store.FindAccount(normal, account);
-    if (found != StoreStatus::Ok && found != StoreStatus::NotFound) {
-        return SignInResult::Error;
+    status = store.FindAccount(normal, account);
+    if (status != StoreStatus::Ok && status != StoreStatus::NotFound) {
+        return Failed(status);
     }
     // A missing account is checked against a decoy hash: same time, same answer.
-    if (!hasher.Verify(found == StoreStatus::Ok ? account.passwordHash : std::string(), password)) {
-        emailFailures.Record(normal, now);
-        addressFailures.Record(address, now);
-        return SignInResult::WrongCredentials;
+    if (!hasher.Verify(status == StoreStatus::Ok ? account.passwordHash : std::string(), password)) {
+        // A failure that cannot be counted must not leave an unthrottled guess.
+        status = RecordFailure(normal, address, now);
+        return status == StoreStatus::Ok ? SignInResult::WrongCredentials : Failed(status);
     }
     if (account.disabled) {
         return SignInResult::Disabled;
     }
-    emailFailures.Clear(normal);
-    return sessions.Issue(account.id, token) == StoreStatus::Ok ? SignInResult::Ok : SignInResult::Error;
+    status = pairFailures.Clear(PairKey(normal, address));
+    if (status == StoreStatus::Ok) {
+        status = store.ClearAttempts("waited:" + PairKey(normal, address));
+    }
+    if (status == StoreStatus::Ok) {
+        status = sessions.Issue(account.id, token);
+    }
+    return status == StoreStatus::Ok ? SignInResult::Ok : Failed(status);
+}
+
+StoreStatus Accounts::SignInWait(const std::string& email, const std::string& address, int64_t now, int64_t& wait)
+{
+    int64_t addressWait = 0;
+    StoreStatus status = pairFailures.RetryAfter(PairKey(email, address), now, wait);
+    if (status == StoreStatus::Ok) {
+        status = addressFailures.RetryAfter(address, now, addressWait);
+    }
+    wait = std::max(wait, addressWait);
+    if (status != StoreStatus::Ok || wait > 0) {
+        return status;
+    }
+    return EmailDelay(email, PairKey(email, address), now, wait);
+}
+
+StoreStatus Accounts::EmailDelay(const std::string& email, const std::string& pair, int64_t now, int64_t& wait)
+{
+    StoreStatus status = emailFailures.RetryAfter(email, now, wait);
+    if (status != StoreStatus::Ok || wait == 0) {
+        return status;
+    }
+    // A pair told to wait may try again once the delay is over, whatever
+    // others do meanwhile, so failures from elsewhere cannot hold it off.
+    const std::string told = "waited:" + pair;
+    int times = 0;
+    int64_t first = 0;
+    status = store.CountAttempts(told, now - kFailureWindowSeconds + 1, times, first);
+    if (status != StoreStatus::Ok || times == 0) {
+        return status == StoreStatus::Ok ? store.AddAttempt(told, now) : status;
+    }
+    wait = std::min(std::max<int64_t>(first + kDelaySeconds - now, 0), kDelaySeconds);
+    return StoreStatus::Ok;
+}
+
+StoreStatus Accounts::RecordFailure(const std::string& email, const std::string& address, int64_t now)
+{
+    StoreStatus status = pairFailures.Record(PairKey(email, address), now);
+    if (status == StoreStatus::Ok) {
+        status = addressFailures.Record(address, now);
+    }
+    if (status == StoreStatus::Ok) {
+        status = emailFailures.Record(email, now);
+    }
+    return status;
 }
 
 } // namespace lumo_service

@@ -3,6 +3,7 @@
 #include "Accounts.h"
 #include "AppVersions.h"
 #include "CredentialRules.h"
+#include "EventQuota.h"
 #include "FormRequest.h"
 #include "JsonReply.h"
 #include "ServiceClock.h"
@@ -30,9 +31,16 @@ constexpr size_t kMaxInfoField = 16 * 1024;
 // against absurd input (Chinese takes 3 bytes a character).
 constexpr size_t kMaxFeedbackField = ApiHandlers::kMaxFeedbackCharacters * 4;
 
-std::string Minutes(int64_t seconds)
+// Waits under a minute, the e-mail's short delay among them, are said in
+// seconds.
+std::string ThrottleMessage(int64_t seconds)
 {
-    return std::to_string((seconds + 59) / 60);
+    if (seconds < 60) {
+        const std::string n = std::to_string(seconds);
+        return "登录尝试过于频繁，请 " + n + " 秒后再试 / Too many sign-ins; try again in " + n + " seconds";
+    }
+    const std::string n = std::to_string((seconds + 59) / 60);
+    return "登录失败次数过多，请 " + n + " 分钟后再试 / Too many failed sign-ins; try again in " + n + " minutes";
 }
 
 // A database that cannot be reached is worth retrying; anything else failed.
@@ -72,11 +80,12 @@ void MethodNotAllowed(const HttpRequest&, HttpResponse& response)
 } // namespace
 
 ApiHandlers::ApiHandlers(Accounts& accounts, Sessions& sessions, Store& store, AppVersions& versions,
-                         const ServiceClock& clock)
+                         EventQuota& quota, const ServiceClock& clock)
     : accounts(accounts)
     , sessions(sessions)
     , store(store)
     , versions(versions)
+    , quota(quota)
     , clock(clock)
 {
 }
@@ -156,12 +165,13 @@ void ApiHandlers::Login(const HttpRequest& request, HttpResponse& response)
         JsonReply::Outcome(response, kDisabled, "该账号已停用 / This account is disabled");
         break;
     case SignInResult::Throttled:
-        JsonReply::Outcome(response, kThrottled,
-                           "登录失败次数过多，请 " + Minutes(retryAfter) + " 分钟后再试 / Too many failed sign-ins; try again in "
-                               + Minutes(retryAfter) + " minutes");
+        JsonReply::Outcome(response, kThrottled, ThrottleMessage(retryAfter));
         break;
     case SignInResult::Error:
-        JsonReply::Refusal(response, kServiceError, "服务内部错误 / The service failed; try again later");
+        StoreFailure(response, StoreStatus::Error);
+        break;
+    case SignInResult::Unavailable:
+        StoreFailure(response, StoreStatus::Unavailable);
         break;
     }
 }
@@ -268,12 +278,27 @@ void ApiHandlers::Anchor(const HttpRequest& request, HttpResponse& response)
     event.block = form.Field("block");
     event.action = form.Field("action");
     event.info = form.Field("info");
-    const StoreStatus added = store.AddEvent(event);
-    if (added != StoreStatus::Ok) {
-        StoreFailure(response, added);
-        return;
+    switch (quota.Add(event)) {
+    case EventOutcome::Stored:
+        JsonReply::Outcome(response, 200, "ok");
+        break;
+    case EventOutcome::Throttled:
+        JsonReply::Refusal(response, kThrottled, "too many usage events from this address; slow down");
+        break;
+    case EventOutcome::TooLarge:
+        JsonReply::Refusal(response, kTooLarge,
+                           "the event is larger than " + std::to_string(EventQuota::kMaxEventBytes) + " bytes");
+        break;
+    case EventOutcome::NoRoom:
+        JsonReply::Refusal(response, kNoRoom, "the service has no room for usage events");
+        break;
+    case EventOutcome::Unavailable:
+        StoreFailure(response, StoreStatus::Unavailable);
+        break;
+    case EventOutcome::Error:
+        StoreFailure(response, StoreStatus::Error);
+        break;
     }
-    JsonReply::Outcome(response, 200, "ok");
 }
 
 } // namespace lumo_service

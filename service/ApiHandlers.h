@@ -12,6 +12,7 @@ namespace lumo_service {
 
 class Accounts;
 class AppVersions;
+class EventQuota;
 class FormRequest;
 class ServiceClock;
 class Sessions;
@@ -33,10 +34,11 @@ public:
     static constexpr int kSessionExpired = 501;
     static constexpr int kSessionUnknown = 502;
     static constexpr int kUnavailable = 503;
+    static constexpr int kNoRoom = 507;
 
     static constexpr size_t kMaxFeedbackCharacters = 4000;
 
-    ApiHandlers(Accounts& accounts, Sessions& sessions, Store& store, AppVersions& versions,
+    ApiHandlers(Accounts& accounts, Sessions& sessions, Store& store, AppVersions& versions, EventQuota& quota,
                 const ServiceClock& clock);
 
     // Every path of the API, the GETs that only say "use POST" included.
@@ -59,6 +61,7 @@ private:
     Sessions& sessions;
     Store& store;
     AppVersions& versions;
+    EventQuota& quota;
     const ServiceClock& clock;
 };
 

@@ -100,7 +100,7 @@ bool WriteCert(X509* cert, const std::string& path)
 } // namespace
 
 bool CertificateMaker::Make(const std::string& host, const std::string& certPath, const std::string& keyPath,
-                            std::string& error)
+                            std::string& error, RandomBytes random)
 {
     std::unique_ptr<EVP_PKEY, KeyFree> key(EVP_EC_gen("P-256"));
     std::unique_ptr<X509, CertFree> cert(X509_new());
@@ -109,7 +109,10 @@ bool CertificateMaker::Make(const std::string& host, const std::string& certPath
         return false;
     }
     unsigned char serial[16];
-    RAND_bytes(serial, sizeof serial);
+    if ((random != nullptr ? random : &RAND_bytes)(serial, sizeof serial) != 1) {
+        error = "cannot draw a random serial number";
+        return false;
+    }
     serial[0] &= 0x7f; // a positive serial number
     BIGNUM* serialNumber = BN_bin2bn(serial, sizeof serial, nullptr);
     const std::string commonName = host.empty() || host == "0.0.0.0" || host == "::" ? "localhost" : host;

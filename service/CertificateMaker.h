@@ -13,9 +13,13 @@ class CertificateMaker {
 public:
     static constexpr int kValidDays = 825;
 
+    // Fills a buffer with random bytes; 1 on success, as OpenSSL's RAND_bytes.
+    using RandomBytes = int (*)(unsigned char* buffer, int size);
+
     // False with the reason in error; nothing is left behind on failure.
+    // random makes the serial number (tests give one that fails).
     static bool Make(const std::string& host, const std::string& certPath, const std::string& keyPath,
-                     std::string& error);
+                     std::string& error, RandomBytes random = nullptr);
 };
 
 } // namespace lumo_service

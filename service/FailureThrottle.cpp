@@ -1,70 +1,57 @@
 #include "FailureThrottle.h"
 
+#include <algorithm>
+
 namespace lumo_service {
 
-namespace {
-
-// Past this many keys the expired ones are swept out, so a flood of made-up
-// e-mails cannot grow the table without end.
-constexpr size_t kSweepAbove = 10000;
-
-} // namespace
-
-FailureThrottle::FailureThrottle(int maxAttempts, int64_t windowSeconds)
-    : maxAttempts(maxAttempts)
+FailureThrottle::FailureThrottle(Store& store, std::string kind, int maxAttempts, int64_t windowSeconds,
+                                 int64_t holdSeconds)
+    : store(store)
+    , kind(std::move(kind))
+    , maxAttempts(maxAttempts)
     , windowSeconds(windowSeconds)
+    , holdSeconds(holdSeconds)
 {
 }
 
-int64_t FailureThrottle::RetryAfter(const std::string& key, int64_t now)
+StoreStatus FailureThrottle::RetryAfter(const std::string& key, int64_t now, int64_t& wait) const
 {
-    std::lock_guard<std::mutex> lock(mutex);
-    auto found = attempts.find(key);
-    if (found == attempts.end()) {
-        return 0;
+    wait = 0;
+    const std::string storeKey = StoreKey(key);
+    int count = 0;
+    int64_t oldest = 0;
+    StoreStatus status = store.CountAttempts(storeKey, now - windowSeconds + 1, count, oldest);
+    if (status != StoreStatus::Ok || count < maxAttempts) {
+        return status;
     }
-    DropOld(found->second, now);
-    if (static_cast<int>(found->second.size()) < maxAttempts) {
-        return 0;
+    if (holdSeconds > 0) {
+        // Only the attempts of the last holdSeconds still hold the key; the
+        // wait is said as the whole hold, which the newest of them may need.
+        status = store.CountAttempts(storeKey, now - holdSeconds + 1, count, oldest);
+        if (status == StoreStatus::Ok && count > 0) {
+            wait = holdSeconds;
+        }
+        return status;
     }
-    const int64_t wait = found->second.front() + windowSeconds - now;
-    return wait > 0 ? wait : 1;
+    // An attempt stamped ahead of now (another process's clock) holds the
+    // key for one window at most.
+    wait = std::min(oldest + windowSeconds - now, windowSeconds);
+    return StoreStatus::Ok;
 }
 
-void FailureThrottle::Record(const std::string& key, int64_t now)
+StoreStatus FailureThrottle::Record(const std::string& key, int64_t now)
 {
-    std::lock_guard<std::mutex> lock(mutex);
-    PruneIfLarge(now);
-    std::deque<int64_t>& times = attempts[key];
-    DropOld(times, now);
-    times.push_back(now);
-    while (static_cast<int>(times.size()) > maxAttempts) {
-        times.pop_front();
-    }
+    return store.AddAttempt(StoreKey(key), now);
 }
 
-void FailureThrottle::Clear(const std::string& key)
+StoreStatus FailureThrottle::Clear(const std::string& key)
 {
-    std::lock_guard<std::mutex> lock(mutex);
-    attempts.erase(key);
+    return store.ClearAttempts(StoreKey(key));
 }
 
-void FailureThrottle::DropOld(std::deque<int64_t>& times, int64_t now) const
+std::string FailureThrottle::StoreKey(const std::string& key) const
 {
-    while (!times.empty() && times.front() + windowSeconds <= now) {
-        times.pop_front();
-    }
-}
-
-void FailureThrottle::PruneIfLarge(int64_t now)
-{
-    if (attempts.size() < kSweepAbove) {
-        return;
-    }
-    for (auto it = attempts.begin(); it != attempts.end();) {
-        DropOld(it->second, now);
-        it = it->second.empty() ? attempts.erase(it) : std::next(it);
-    }
+    return kind + ":" + key;
 }
 
 } // namespace lumo_service

@@ -83,9 +83,20 @@ void PageHandlers::SubmitRegister(const HttpRequest& request, HttpResponse& resp
         return;
     }
     const std::string& email = form.Field("email");
-    if (!csrf.Verify(CsrfGuard::CookieFrom(request.Header("Cookie")), form.Field("csrf"))) {
+    switch (csrf.Verify(CsrfGuard::CookieFrom(request.Header("Cookie")), form.Field("csrf"))) {
+    case CsrfCheck::Valid:
+        break;
+    case CsrfCheck::Invalid:
+    case CsrfCheck::Expired:
+    case CsrfCheck::Used:
         RegisterForm(response, 403, email,
                      "表单已过期或无效，请重新提交。\nThe form has expired or is not valid; please send it again.");
+        return;
+    case CsrfCheck::Unavailable:
+        RegisterForm(response, 503, email, "服务暂时不可用，请稍后再试。\nThe service is unavailable; try again later.");
+        return;
+    case CsrfCheck::Error:
+        RegisterForm(response, 500, email, "服务内部错误，请稍后再试。\nThe service failed; try again later.");
         return;
     }
     if (form.Field("password") != form.Field("password2")) {

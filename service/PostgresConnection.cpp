@@ -4,17 +4,18 @@
 #include <poll.h>
 
 #include <cstdlib>
+#include <cstring>
 
 namespace lumo_service {
 
 namespace {
 
 // Given before the caller's string, so the caller's own settings win: a
-// server that is down is noticed within seconds, and so is a dead network
-// under a connection in use.
+// server that is down is noticed within seconds, so is a dead network under
+// a connection in use, and a commit waits for the server's log to be synced.
 const char* const kKeywords[] = {"connect_timeout", "keepalives_idle", "keepalives_interval", "keepalives_count",
-                                 "tcp_user_timeout", "dbname", nullptr};
-const char* const kDefaults[] = {"3", "10", "3", "3", "10000"};
+                                 "tcp_user_timeout", "options", "dbname", nullptr};
+const char* const kDefaults[] = {"3", "10", "3", "3", "10000", "-c synchronous_commit=on"};
 
 std::string Trimmed(const char* text)
 {
@@ -29,6 +30,29 @@ std::string Trimmed(const char* text)
 // Notices (such as "already exists, skipping") are not failures and would
 // only clutter the service's log.
 void IgnoreNotice(void*, const char*) {}
+
+// libpq's messages may quote parts of the connection string; the password
+// never reaches the log. A string libpq cannot read is not quoted at all.
+std::string Redacted(std::string message, const std::string& url)
+{
+    char* problem = nullptr;
+    PQconninfoOption* options = PQconninfoParse(url.c_str(), &problem);
+    if (options == nullptr) {
+        PQfreemem(problem);
+        return "the connection string cannot be read";
+    }
+    for (PQconninfoOption* option = options; option->keyword != nullptr; ++option) {
+        if (std::strcmp(option->keyword, "password") != 0 || option->val == nullptr || *option->val == '\0') {
+            continue;
+        }
+        const std::string password = option->val;
+        for (size_t at = message.find(password); at != std::string::npos; at = message.find(password, at)) {
+            message.replace(at, password.size(), "***");
+        }
+    }
+    PQconninfoFree(options);
+    return message;
+}
 
 std::string Where(pg_conn* connection)
 {
@@ -95,15 +119,16 @@ std::string PostgresResult::SqlState() const
 
 std::unique_ptr<PostgresConnection> PostgresConnection::Open(const std::string& url, std::string& error)
 {
-    const char* values[] = {kDefaults[0], kDefaults[1], kDefaults[2], kDefaults[3], kDefaults[4], url.c_str(),
-                            nullptr};
+    const char* values[] = {kDefaults[0], kDefaults[1], kDefaults[2], kDefaults[3], kDefaults[4], kDefaults[5],
+                            url.c_str(), nullptr};
     pg_conn* connection = PQconnectdbParams(kKeywords, values, 1);
     if (connection == nullptr) {
         error = "cannot reach PostgreSQL: out of memory";
         return nullptr;
     }
     if (PQstatus(connection) != CONNECTION_OK) {
-        error = "cannot reach PostgreSQL at " + Where(connection) + ": " + Trimmed(PQerrorMessage(connection));
+        error = Redacted("cannot reach PostgreSQL at " + Where(connection) + ": " + Trimmed(PQerrorMessage(connection)),
+                         url);
         PQfinish(connection);
         return nullptr;
     }
@@ -161,6 +186,11 @@ bool PostgresConnection::Stale()
     }
     pollfd descriptor {PQsocket(connection), POLLIN, 0};
     return descriptor.fd < 0 || poll(&descriptor, 1, 0) != 0;
+}
+
+bool PostgresConnection::Idle() const
+{
+    return PQtransactionStatus(connection) == PQTRANS_IDLE;
 }
 
 std::string PostgresConnection::LastError() const

@@ -56,6 +56,9 @@ public:
     // Error.
     StoreStatus StatusOf(const PostgresResult& result);
     bool Broken() const { return broken; }
+    // False while a transaction is left open, which the next caller must
+    // not inherit.
+    bool Idle() const;
     // True for an idle connection the server has closed or spoken on, which
     // a restarted server leaves behind.
     bool Stale();

@@ -44,7 +44,7 @@ std::unique_ptr<PostgresConnection> PostgresPool::Take(std::string& error)
 void PostgresPool::Give(std::unique_ptr<PostgresConnection> connection)
 {
     std::lock_guard<std::mutex> lock(mutex);
-    if (connection->Broken()) {
+    if (connection->Broken() || !connection->Idle()) {
         --open;
     } else {
         idle.push_back(std::move(connection));

@@ -104,9 +104,17 @@ bool Migrate(PostgresConnection& connection, std::string& error)
     if (Failed(connection, locked, error)) {
         return false;
     }
-    PostgresResult table = connection.ExecScript("CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL)");
-    if (Failed(connection, table, error)) {
+    // Looked for first, so a database user that may not create tables can
+    // still open an up-to-date database.
+    PostgresResult missing = connection.Exec("SELECT to_regclass('schema_version') IS NULL");
+    if (Failed(connection, missing, error)) {
         return false;
+    }
+    if (missing.Text(0, 0) == "t") {
+        PostgresResult table = connection.ExecScript("CREATE TABLE schema_version (version INTEGER NOT NULL)");
+        if (Failed(connection, table, error)) {
+            return false;
+        }
     }
     PostgresResult current = connection.Exec("SELECT version FROM schema_version");
     if (Failed(connection, current, error)) {
@@ -122,8 +130,9 @@ bool Migrate(PostgresConnection& connection, std::string& error)
         found = static_cast<int>(current.Int(0, 0));
     }
     if (found > PostgresStore::kSchemaVersion || found < 0) {
-        error = "the database has schema version " + std::to_string(found)
-            + ", newer than this lumo-service knows (" + std::to_string(PostgresStore::kSchemaVersion) + ")";
+        error = "the database has schema version " + std::to_string(found) + ", "
+            + (found < 0 ? "which no lumo-service makes" : "newer than this lumo-service knows") + " ("
+            + std::to_string(PostgresStore::kSchemaVersion) + ")";
         connection.ExecScript("ROLLBACK");
         return false;
     }
@@ -170,6 +179,28 @@ StoreStatus IdBelowNewest(PostgresConnection& connection, int64_t offset, int64_
     return status;
 }
 
+// Runs an update of one account (found by $1) that also ends its sessions,
+// as one statement; NotFound when there is no such account.
+StoreStatus UpdateAndEndSessions(PostgresConnection& connection, const std::string& update,
+                                 const std::vector<std::string>& params, int& endedSessions)
+{
+    PostgresResult result = connection.Exec(
+        "WITH changed AS (" + update
+            + " RETURNING id),"
+              " ended AS (DELETE FROM sessions WHERE account_id IN (SELECT id FROM changed) RETURNING 1)"
+              " SELECT (SELECT count(*) FROM changed), (SELECT count(*) FROM ended)",
+        params);
+    const StoreStatus status = connection.StatusOf(result);
+    if (status != StoreStatus::Ok) {
+        return status;
+    }
+    if (result.Int(0, 0) == 0) {
+        return StoreStatus::NotFound;
+    }
+    endedSessions = static_cast<int>(result.Int(0, 1));
+    return StoreStatus::Ok;
+}
+
 } // namespace
 
 std::unique_ptr<PostgresStore> PostgresStore::Open(const std::string& url, std::string& error)
@@ -212,7 +243,7 @@ StoreStatus PostgresStore::InTransaction(const Work& work)
         const StoreStatus status = work(connection);
         if (status != StoreStatus::Ok) {
             if (!connection.Broken()) {
-                connection.ExecScript("ROLLBACK");
+                connection.StatusOf(connection.ExecScript("ROLLBACK"));
             }
             return status;
         }
@@ -257,32 +288,6 @@ StoreStatus PostgresStore::FindAccount(const std::string& email, Account& out)
         return StoreStatus::Ok;
     });
 }
-
-namespace {
-
-// Runs an update of one account (found by $1) that also ends its sessions,
-// as one statement; NotFound when there is no such account.
-StoreStatus UpdateAndEndSessions(PostgresConnection& connection, const std::string& update,
-                                 const std::vector<std::string>& params, int& endedSessions)
-{
-    PostgresResult result = connection.Exec("WITH changed AS (" + update
-                                                + " RETURNING id),"
-                                                  " ended AS (DELETE FROM sessions WHERE account_id IN"
-                                                  " (SELECT id FROM changed) RETURNING 1)"
-                                                  " SELECT (SELECT count(*) FROM changed), (SELECT count(*) FROM ended)",
-                                            params);
-    const StoreStatus status = connection.StatusOf(result);
-    if (status != StoreStatus::Ok) {
-        return status;
-    }
-    if (result.Int(0, 0) == 0) {
-        return StoreStatus::NotFound;
-    }
-    endedSessions = static_cast<int>(result.Int(0, 1));
-    return StoreStatus::Ok;
-}
-
-} // namespace
 
 StoreStatus PostgresStore::SetPassword(const std::string& email, const std::string& passwordHash,
                                        int& endedSessions)
@@ -390,17 +395,24 @@ StoreStatus PostgresStore::ForEachEvent(int limit, const std::function<void(cons
                 return status;
             }
         }
+        // Bounded below only: a range on both ends can make the planner
+        // scan the whole range for every page before the statistics of a
+        // freshly filled table exist.
         for (;;) {
             PostgresResult page = connection.Exec(
                 "SELECT id, time, address, type, version, platform, app, page, block, action, info FROM events"
-                " WHERE id > $1::bigint AND id <= $2::bigint ORDER BY id LIMIT $3::bigint",
-                {Number(from), Number(to), Number(kEventPage)});
+                " WHERE id > $1::bigint ORDER BY id LIMIT $2::bigint",
+                {Number(from), Number(kEventPage)});
             status = connection.StatusOf(page);
             if (status != StoreStatus::Ok) {
                 return status;
             }
             for (int i = 0; i < page.Rows(); ++i) {
-                row(EventAt(page, i));
+                const UsageEvent event = EventAt(page, i);
+                if (event.id > to) {
+                    return StoreStatus::Ok;
+                }
+                row(event);
             }
             if (page.Rows() < kEventPage) {
                 return StoreStatus::Ok;

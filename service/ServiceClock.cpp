@@ -16,6 +16,12 @@ int64_t ServiceClock::Now() const
     return std::chrono::duration_cast<std::chrono::seconds>(now).count() + Offset();
 }
 
+int64_t ServiceClock::NowMilliseconds() const
+{
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(now).count() + Offset() * 1000;
+}
+
 int64_t ServiceClock::Offset() const
 {
     if (offsetFile.empty()) {

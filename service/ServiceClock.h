@@ -14,6 +14,8 @@ public:
     explicit ServiceClock(std::string offsetFile = std::string());
 
     int64_t Now() const;
+    // The same clock in milliseconds, for rates finer than a second.
+    int64_t NowMilliseconds() const;
 
 private:
     int64_t Offset() const;

@@ -10,13 +10,15 @@
 
 #include "HttpServer.h"
 
+#include <sodium.h>
+
 #include <pthread.h>
 #include <signal.h>
 
 #include <chrono>
 #include <cstdio>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 namespace lumo_service {
 
@@ -79,18 +81,20 @@ void LogRequest(const ServiceClock& clock, const HttpRequest& request, const Htt
                  response.status);
 }
 
+// False when the file cannot be read or is empty.
+bool ReadWholeFile(const std::string& path, std::string& out)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        return false;
+    }
+    out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return !in.bad() && !out.empty();
+}
+
 std::string UrlHost(const std::string& host)
 {
     return host.find(':') != std::string::npos ? "[" + host + "]" : host;
-}
-
-bool ReadFile(const std::string& path, std::string& text)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream out;
-    out << in.rdbuf();
-    text = out.str();
-    return in.good() || in.eof();
 }
 
 void WaitForStopSignal()
@@ -106,25 +110,31 @@ void WaitForStopSignal()
 } // namespace
 
 ServiceServer::ServiceServer(Store& store, Accounts& accounts, Sessions& sessions, AppVersions& versions,
-                             const ServiceClock& clock)
+                             EventQuota& quota, const ServiceClock& clock)
     : store(store)
     , accounts(accounts)
     , sessions(sessions)
     , versions(versions)
+    , quota(quota)
     , clock(clock)
 {
 }
 
 int ServiceServer::Run(const std::string& host, int port, const std::string& certPath, const std::string& keyPath)
 {
+    // The certificate and key are read here, so that one that cannot be read
+    // stops the start with its name; the form guard's key is derived from
+    // the TLS key's bytes.
     std::string certPem;
     std::string keyPem;
-    if (!ReadFile(certPath, certPem) || !ReadFile(keyPath, keyPem)) {
-        certPem.clear();
+    if (!ReadWholeFile(keyPath, keyPem)) {
+        std::fprintf(stderr, "lumo-service: cannot read the key %s\n", keyPath.c_str());
+        return 1;
     }
+    ReadWholeFile(certPath, certPem);
 
-    CsrfGuard csrf;
-    ApiHandlers api(accounts, sessions, store, versions, clock);
+    CsrfGuard csrf(store, clock, keyPem);
+    ApiHandlers api(accounts, sessions, store, versions, quota, clock);
     PageHandlers pages(accounts, versions, csrf);
     RouteTable routes;
     routes.Add(api.Routes());
@@ -159,6 +169,7 @@ int ServiceServer::Run(const std::string& host, int port, const std::string& cer
     WaitForStopSignal();
     std::fprintf(stderr, "lumo-service: stopping after the requests under way\n");
     server.Stop(kStopGrace);
+    sodium_memzero(&keyPem[0], keyPem.size());
     std::fprintf(stderr, "lumo-service: stopped\n");
     return 0;
 }

@@ -8,6 +8,7 @@ namespace lumo_service {
 
 class Accounts;
 class AppVersions;
+class EventQuota;
 class Sessions;
 class ServiceClock;
 class Store;
@@ -20,7 +21,7 @@ public:
     // every connection.
     static constexpr std::chrono::milliseconds kStopGrace{400};
 
-    ServiceServer(Store& store, Accounts& accounts, Sessions& sessions, AppVersions& versions,
+    ServiceServer(Store& store, Accounts& accounts, Sessions& sessions, AppVersions& versions, EventQuota& quota,
                   const ServiceClock& clock);
 
     // The caller has blocked SIGTERM and SIGINT in every thread. Prints
@@ -34,6 +35,7 @@ private:
     Accounts& accounts;
     Sessions& sessions;
     AppVersions& versions;
+    EventQuota& quota;
     const ServiceClock& clock;
 };
 

@@ -4,6 +4,8 @@
 #include "Accounts.h"
 #include "AppVersions.h"
 #include "DataDirectory.h"
+#include "EventQuota.h"
+#include "Maintenance.h"
 #include "OperatorCommands.h"
 #include "PasswordHasher.h"
 #include "ServiceClock.h"
@@ -94,8 +96,13 @@ int main(int argc, char** argv)
     Accounts accounts(*store, hasher, sessions, clock);
     AppVersions versions(*store);
     if (options.command == Command::Serve) {
-        ServiceServer server(*store, accounts, sessions, versions, clock);
-        return server.Run(options.listenHost, options.listenPort, certPath, keyPath);
+        EventQuota quota(*store, clock, options.dataDir, options.eventsReserveMiB);
+        Maintenance maintenance(*store, clock, options.eventsKeep, options.eventsDays);
+        maintenance.Start();
+        ServiceServer server(*store, accounts, sessions, versions, quota, clock);
+        const int code = server.Run(options.listenHost, options.listenPort, certPath, keyPath);
+        maintenance.Stop();
+        return code;
     }
     OperatorCommands commands(*store, accounts, clock, std::cin, std::cout, std::cerr);
     return commands.Run(options);

@@ -145,7 +145,7 @@ TEST_F(ServiceApiTest, DisabledAccountCannotSignInAndItsSessionsEnd)
     EXPECT_EQ(401, Login(kEmail, "wrong password").Code());
 }
 
-TEST_F(ServiceApiTest, FiveFailuresLockTheEmailEvenForTheRightPasswordUntilTheWindowPasses)
+TEST_F(ServiceApiTest, FiveFailuresLockTheEmailFromTheirAddressEvenForTheRightPasswordUntilTheWindowPasses)
 {
     for (int i = 0; i < 5; ++i) {
         ASSERT_EQ(401, Login(kEmail, "wrong password").Code());
@@ -179,7 +179,7 @@ TEST_F(ServiceApiTest, TwentyFailuresFromOneAddressLockEveryEmailFromIt)
     EXPECT_EQ(200, Login(kEmail, kPassword).Code());
 }
 
-TEST_F(ServiceApiTest, SuccessfulSignInClearsTheEmailsFailures)
+TEST_F(ServiceApiTest, SuccessfulSignInClearsTheFailuresOfItsEmailAndAddress)
 {
     for (int i = 0; i < 4; ++i) {
         Login(kEmail, "wrong password");

@@ -51,6 +51,20 @@ inline std::string Form(const std::vector<std::pair<std::string, std::string>>& 
     return body;
 }
 
+inline Answer ReadAnswer(const httplib::Result& result)
+{
+    Answer answer;
+    if (!result) {
+        return answer;
+    }
+    answer.reached = true;
+    answer.status = result->status;
+    answer.body = result->body;
+    answer.headers = result->headers;
+    answer.json = QJsonDocument::fromJson(QByteArray::fromStdString(result->body)).object();
+    return answer;
+}
+
 // A fresh lumo-service for each test, reached over HTTPS that verifies its
 // generated certificate.
 class ServiceFixture : public ::testing::Test {
@@ -87,19 +101,7 @@ protected:
         return client;
     }
 
-    static Answer Read(const httplib::Result& result)
-    {
-        Answer answer;
-        if (!result) {
-            return answer;
-        }
-        answer.reached = true;
-        answer.status = result->status;
-        answer.body = result->body;
-        answer.headers = result->headers;
-        answer.json = QJsonDocument::fromJson(QByteArray::fromStdString(result->body)).object();
-        return answer;
-    }
+    static Answer Read(const httplib::Result& result) { return ReadAnswer(result); }
 
     Answer Post(const std::string& path, const std::string& body, const char* type = kFormType) const
     {

@@ -130,6 +130,16 @@ TEST_F(ServiceLifecycleTest, GivenCertificateAndKeyAreServed)
     EXPECT_NE(0, stat(other.File("tls").c_str(), &info));
 }
 
+TEST_F(ServiceLifecycleTest, AGivenKeyThatCannotBeReadStopsTheStart)
+{
+    ASSERT_EQ(0, service.Stop());
+    std::string error;
+    ASSERT_TRUE(lumo_service::CertificateMaker::Make("127.0.0.1", work.File("c.pem"), work.File("k.pem"), error));
+    EXPECT_FALSE(StartService({"--cert", work.File("c.pem"), "--key", work.File("missing.pem")}));
+    EXPECT_EQ(1, service.Stop());
+    EXPECT_NE(std::string::npos, LogText().find("cannot read the key " + work.File("missing.pem")));
+}
+
 TEST_F(ServiceLifecycleTest, UnreadableGivenCertificateStopsTheStart)
 {
     ASSERT_EQ(0, service.Stop());

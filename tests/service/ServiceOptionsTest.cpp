@@ -124,7 +124,8 @@ TEST(ServiceOptionsTest, RetentionHasDefaultsAndBelongsToServeAndEventsPurge)
     EXPECT_EQ(10, serve.eventsKeep);
     EXPECT_EQ(0, serve.eventsDays);
     EXPECT_EQ(1, serve.eventsReserveMiB);
-    const ServiceOptions purge = Parsed({"--data", "/d", "events", "purge", "--events-keep", "5", "--events-days", "7"});
+    const ServiceOptions purge =
+        Parsed({"--data", "/d", "events", "purge", "--events-keep", "5", "--events-days", "7"});
     EXPECT_EQ(Command::EventsPurge, purge.command);
     EXPECT_EQ(5, purge.eventsKeep);
     EXPECT_EQ(7, purge.eventsDays);

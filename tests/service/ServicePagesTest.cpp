@@ -95,6 +95,66 @@ TEST_F(ServicePagesTest, PostWithoutTheCookieOrWithAForgedValueIsRefused)
     EXPECT_EQ(401, Login("new@example.com", "long enough").Code());
 }
 
+TEST_F(ServicePagesTest, ASubmittedFormCannotBeSentAgain)
+{
+    const RegisterForm form = OpenForm();
+    ASSERT_EQ(200, Submit(form, "new@example.com", "long enough", "long enough").status);
+    const Answer replayed = Submit(form, "other@example.com", "long enough", "long enough");
+    EXPECT_EQ(403, replayed.status);
+    EXPECT_NE(std::string::npos, replayed.body.find("表单已过期或无效"));
+    EXPECT_EQ(401, Login("other@example.com", "long enough").Code());
+}
+
+TEST_F(ServicePagesTest, AFormRefusedForItsContentIsUsedUpToo)
+{
+    const RegisterForm form = OpenForm();
+    ASSERT_EQ(400, Submit(form, "new@example.com", "long enough", "differs").status);
+    EXPECT_EQ(403, Submit(form, "new@example.com", "long enough", "long enough").status);
+}
+
+TEST_F(ServicePagesTest, AFormExpiresAnHourAfterItWasServed)
+{
+    const RegisterForm late = OpenForm();
+    const RegisterForm inTime = OpenForm();
+    SetClockOffset(3600 - 10);
+    EXPECT_EQ(200, Submit(inTime, "first@example.com", "long enough", "long enough").status);
+    SetClockOffset(3600);
+    const Answer expired = Submit(late, "second@example.com", "long enough", "long enough");
+    EXPECT_EQ(403, expired.status);
+    EXPECT_NE(std::string::npos, expired.body.find("表单已过期或无效"));
+    EXPECT_EQ(200, Register("second@example.com", "long enough", "long enough").status);
+}
+
+TEST_F(ServicePagesTest, AnotherProcessServingTheSameCertificateTakesTheFormOnce)
+{
+    const RegisterForm form = OpenForm();
+    LumoServiceProcess other(LUMO_SERVICE_PATH, data.Path(), work.File("other.log"));
+    ASSERT_TRUE(other.Start({"--test-clock-offset-file", ClockFile()})) << other.Announcement();
+    httplib::SSLClient client("127.0.0.1", other.Port());
+    client.set_ca_cert_path(other.CertPath().c_str());
+    client.enable_server_certificate_verification(true);
+    const httplib::Headers headers {{"Cookie", form.cookie}};
+    const std::string body = Form(
+        {{"csrf", form.csrf}, {"email", "new@example.com"}, {"password", "long enough"}, {"password2", "long enough"}});
+    EXPECT_EQ(200, Read(client.Post("/register", headers, body, kFormType)).status);
+    EXPECT_EQ(403, Submit(form, "new@example.com", "long enough", "long enough").status);
+}
+
+TEST_F(ServicePagesTest, AServiceWithAnotherKeyRefusesTheForm)
+{
+    const RegisterForm form = OpenForm();
+    TempDir otherData;
+    LumoServiceProcess other(LUMO_SERVICE_PATH, otherData.Path(), work.File("other.log"));
+    ASSERT_TRUE(other.Start()) << other.Announcement();
+    httplib::SSLClient client("127.0.0.1", other.Port());
+    client.set_ca_cert_path(other.CertPath().c_str());
+    client.enable_server_certificate_verification(true);
+    const httplib::Headers headers {{"Cookie", form.cookie}};
+    const std::string body = Form(
+        {{"csrf", form.csrf}, {"email", "new@example.com"}, {"password", "long enough"}, {"password2", "long enough"}});
+    EXPECT_EQ(403, Read(client.Post("/register", headers, body, kFormType)).status);
+}
+
 TEST_F(ServicePagesTest, EachFailureGetsItsOwnMessageAndKeepsTheEmail)
 {
     struct Case {

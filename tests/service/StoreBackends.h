@@ -51,6 +51,8 @@ public:
     // Adds count events of the given time in one statement.
     virtual bool FillEvents(int count, int64_t time) = 0;
     virtual void Damage() = 0;
+    // Runs statements on the database directly.
+    virtual bool Exec(const std::string& sql) = 0;
 };
 
 class SqliteBackend : public StoreBackend {
@@ -93,10 +95,7 @@ public:
 
     void Damage() override { Exec(DropEveryTable()); }
 
-private:
-    std::string Path() const { return dir.File("lumo.db"); }
-
-    bool Exec(const std::string& sql)
+    bool Exec(const std::string& sql) override
     {
         sqlite3* db = nullptr;
         sqlite3_open(Path().c_str(), &db);
@@ -105,6 +104,9 @@ private:
         sqlite3_close(db);
         return done;
     }
+
+private:
+    std::string Path() const { return dir.File("lumo.db"); }
 
     TempDir dir;
 };
@@ -139,7 +141,10 @@ public:
         return static_cast<int>(server->QueryNumber(database, "SELECT version FROM schema_version"));
     }
 
-    void SetSchemaVersion(int version) override { Exec("UPDATE schema_version SET version = " + std::to_string(version)); }
+    void SetSchemaVersion(int version) override
+    {
+        Exec("UPDATE schema_version SET version = " + std::to_string(version));
+    }
 
     void MakeVersion1(const std::string& email) override
     {
@@ -173,13 +178,13 @@ public:
     const std::string& Database() const { return database; }
     PostgresServer& Server() { return *server; }
 
-private:
-    bool Exec(const std::string& sql)
+    bool Exec(const std::string& sql) override
     {
         std::string error;
         return server->Exec(database, sql, error);
     }
 
+private:
     PostgresServer* server = nullptr;
     std::string database;
 };
