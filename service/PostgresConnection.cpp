@@ -91,11 +91,6 @@ int PostgresResult::Rows() const
     return PQntuples(result);
 }
 
-bool PostgresResult::Null(int row, int column) const
-{
-    return PQgetisnull(result, row, column) != 0;
-}
-
 std::string PostgresResult::Text(int row, int column) const
 {
     return std::string(PQgetvalue(result, row, column), static_cast<size_t>(PQgetlength(result, row, column)));
