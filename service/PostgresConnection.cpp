@@ -91,11 +91,6 @@ int PostgresResult::Rows() const
     return PQntuples(result);
 }
 
-bool PostgresResult::Null(int row, int column) const
-{
-    return PQgetisnull(result, row, column) != 0;
-}
-
 std::string PostgresResult::Text(int row, int column) const
 {
     return std::string(PQgetvalue(result, row, column), static_cast<size_t>(PQgetlength(result, row, column)));
@@ -169,10 +164,11 @@ StoreStatus PostgresConnection::StatusOf(const PostgresResult& result)
         return StoreStatus::Ok;
     }
     const std::string state = result.SqlState();
-    // Class 08 is a connection failure; 57P01 to 57P03 a server shutting
-    // down or starting; no state at all means no answer came.
+    // Class 08 is a connection failure; 57P01 to 57P03 and 57P05 a server
+    // shutting down, starting or ending an idle session; no state at all
+    // means no answer came.
     if (PQstatus(connection) != CONNECTION_OK || state.empty() || state.compare(0, 2, "08") == 0
-        || state == "57P01" || state == "57P02" || state == "57P03") {
+        || state == "57P01" || state == "57P02" || state == "57P03" || state == "57P05") {
         broken = true;
         return StoreStatus::Unavailable;
     }

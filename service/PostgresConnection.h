@@ -25,7 +25,6 @@ public:
 
     bool Ok() const;
     int Rows() const;
-    bool Null(int row, int column) const;
     std::string Text(int row, int column) const;
     int64_t Int(int row, int column) const;
     // Rows a statement without results changed.

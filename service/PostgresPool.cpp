@@ -12,8 +12,9 @@ PostgresPool::PostgresPool(std::string url, size_t capacity)
 
 PostgresPool::~PostgresPool() = default;
 
-std::unique_ptr<PostgresConnection> PostgresPool::Take(std::string& error)
+std::unique_ptr<PostgresConnection> PostgresPool::Take(std::string& error, bool& reused)
 {
+    reused = false;
     std::unique_ptr<PostgresConnection> stale;
     {
         std::unique_lock<std::mutex> lock(mutex);
@@ -22,6 +23,7 @@ std::unique_ptr<PostgresConnection> PostgresPool::Take(std::string& error)
             std::unique_ptr<PostgresConnection> connection = std::move(idle.back());
             idle.pop_back();
             if (!connection->Stale()) {
+                reused = true;
                 return connection;
             }
             stale = std::move(connection);

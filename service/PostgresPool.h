@@ -23,8 +23,9 @@ public:
     PostgresPool(const PostgresPool&) = delete;
     PostgresPool& operator=(const PostgresPool&) = delete;
 
-    // Null, with the reason in error, when no connection can be made.
-    std::unique_ptr<PostgresConnection> Take(std::string& error);
+    // Null, with the reason in error, when no connection can be made;
+    // reused tells an idle connection from a new one.
+    std::unique_ptr<PostgresConnection> Take(std::string& error, bool& reused);
     void Give(std::unique_ptr<PostgresConnection> connection);
 
 private:

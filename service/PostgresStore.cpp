@@ -221,16 +221,24 @@ PostgresStore::PostgresStore(std::unique_ptr<PostgresPool> pool)
 
 PostgresStore::~PostgresStore() = default;
 
-StoreStatus PostgresStore::Run(const Work& work)
+StoreStatus PostgresStore::Run(const Work& work, Repeat repeat)
 {
-    std::string ignored;
-    std::unique_ptr<PostgresConnection> connection = pool->Take(ignored);
-    if (!connection) {
-        return StoreStatus::Unavailable;
+    for (bool first = true;; first = false) {
+        std::string ignored;
+        bool reused = false;
+        std::unique_ptr<PostgresConnection> connection = pool->Take(ignored, reused);
+        if (!connection) {
+            return StoreStatus::Unavailable;
+        }
+        const StoreStatus status = work(*connection);
+        // Whether a write reached the server before its connection died is
+        // unknown, so only a read runs again.
+        const bool again = status == StoreStatus::Unavailable && first && reused && repeat == Repeat::Read;
+        pool->Give(std::move(connection));
+        if (!again) {
+            return status;
+        }
     }
-    const StoreStatus status = work(*connection);
-    pool->Give(std::move(connection));
-    return status;
 }
 
 StoreStatus PostgresStore::InTransaction(const Work& work)
@@ -248,7 +256,7 @@ StoreStatus PostgresStore::InTransaction(const Work& work)
             return status;
         }
         return connection.StatusOf(connection.ExecScript("COMMIT"));
-    });
+    }, Repeat::Never);
 }
 
 StoreStatus PostgresStore::Change(const std::string& sql, const std::vector<std::string>& params, int64_t* changed)
@@ -260,7 +268,7 @@ StoreStatus PostgresStore::Change(const std::string& sql, const std::vector<std:
             *changed = result.Changed();
         }
         return status;
-    });
+    }, Repeat::Never);
 }
 
 StoreStatus PostgresStore::AddAccount(const std::string& email, const std::string& passwordHash, int64_t now)
@@ -286,7 +294,7 @@ StoreStatus PostgresStore::FindAccount(const std::string& email, Account& out)
         out.passwordHash = result.Text(0, 2);
         out.disabled = result.Int(0, 3) != 0;
         return StoreStatus::Ok;
-    });
+    }, Repeat::Read);
 }
 
 StoreStatus PostgresStore::SetPassword(const std::string& email, const std::string& passwordHash,
@@ -295,7 +303,7 @@ StoreStatus PostgresStore::SetPassword(const std::string& email, const std::stri
     return Run([&](PostgresConnection& connection) {
         return UpdateAndEndSessions(connection, "UPDATE accounts SET password_hash = $2 WHERE email = $1",
                                     {email, passwordHash}, endedSessions);
-    });
+    }, Repeat::Never);
 }
 
 StoreStatus PostgresStore::DisableAccount(const std::string& email, int& endedSessions)
@@ -303,7 +311,7 @@ StoreStatus PostgresStore::DisableAccount(const std::string& email, int& endedSe
     return Run([&](PostgresConnection& connection) {
         return UpdateAndEndSessions(connection, "UPDATE accounts SET disabled = true WHERE email = $1", {email},
                                     endedSessions);
-    });
+    }, Repeat::Never);
 }
 
 StoreStatus PostgresStore::AddSession(int64_t accountId, const std::string& tokenHash, int64_t now,
@@ -345,7 +353,7 @@ StoreStatus PostgresStore::FindSession(const std::string& tokenHash, Session& ou
         out.lastCheck = result.Int(0, 2);
         out.accountDisabled = result.Int(0, 3) != 0;
         return StoreStatus::Ok;
-    });
+    }, Repeat::Read);
 }
 
 StoreStatus PostgresStore::TouchSession(int64_t sessionId, int64_t now)
@@ -419,7 +427,7 @@ StoreStatus PostgresStore::ForEachEvent(int limit, const std::function<void(cons
             }
             from = page.Int(page.Rows() - 1, 0);
         }
-    });
+    }, Repeat::Never);
 }
 
 StoreStatus PostgresStore::PurgeEvents(int64_t before, int64_t keep, int64_t& removed)
@@ -430,7 +438,8 @@ StoreStatus PostgresStore::PurgeEvents(int64_t before, int64_t keep, int64_t& re
     int64_t beyond = 0;
     if (keep >= 0) {
         const StoreStatus found
-            = Run([&](PostgresConnection& connection) { return IdBelowNewest(connection, keep, beyond); });
+            = Run([&](PostgresConnection& connection) { return IdBelowNewest(connection, keep, beyond); },
+                  Repeat::Read);
         if (found != StoreStatus::Ok) {
             return found;
         }
@@ -468,7 +477,7 @@ StoreStatus PostgresStore::CountAttempts(const std::string& key, int64_t since, 
             oldest = result.Int(0, 1);
         }
         return status;
-    });
+    }, Repeat::Read);
 }
 
 StoreStatus PostgresStore::ClearAttempts(const std::string& key)
@@ -490,7 +499,7 @@ StoreStatus PostgresStore::PurgeAttempts(int64_t before, int64_t& removed)
             removed = result.Int(0, 0);
         }
         return status;
-    });
+    }, Repeat::Never);
 }
 
 StoreStatus PostgresStore::TakeToken(const std::string& key, int64_t nowMs, double ratePerSecond, double burst,
@@ -524,7 +533,7 @@ StoreStatus PostgresStore::TakeToken(const std::string& key, int64_t nowMs, doub
             taken = result.Int(0, 0) != 0;
         }
         return status;
-    });
+    }, Repeat::Never);
 }
 
 StoreStatus PostgresStore::AddFeedback(const FeedbackEntry& entry)
@@ -558,7 +567,7 @@ StoreStatus PostgresStore::ListFeedback(int limit, std::vector<FeedbackEntry>& o
             out.push_back(std::move(entry));
         }
         return StoreStatus::Ok;
-    });
+    }, Repeat::Read);
 }
 
 StoreStatus PostgresStore::SetVersion(const std::string& app, const std::string& version, int64_t now)
@@ -581,7 +590,7 @@ StoreStatus PostgresStore::GetVersion(const std::string& app, std::string& out)
         }
         out = result.Text(0, 0);
         return StoreStatus::Ok;
-    });
+    }, Repeat::Read);
 }
 
 } // namespace lumo_service

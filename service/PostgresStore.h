@@ -59,12 +59,22 @@ public:
 private:
     using Work = std::function<StoreStatus(PostgresConnection&)>;
 
+    // Whether work that found a pooled connection dead may run once more
+    // on a new one: a read may; a write, or a read that has handed rows
+    // out, answers Unavailable.
+    enum class Repeat {
+        Read,
+        Never,
+    };
+
     explicit PostgresStore(std::unique_ptr<PostgresPool> pool);
     // Runs work on a borrowed connection; Unavailable when none can be had.
-    StoreStatus Run(const Work& work);
+    // A connection the server ended while it sat in the pool (a restart, a
+    // terminated or idle session) thus costs a read no failure.
+    StoreStatus Run(const Work& work, Repeat repeat);
     // Runs work inside one transaction, committed when it answers Ok.
     StoreStatus InTransaction(const Work& work);
-    // Runs statement, whose results are not needed; changed counts rows.
+    // Runs a write whose results are not needed; changed counts rows.
     StoreStatus Change(const std::string& sql, const std::vector<std::string>& params, int64_t* changed = nullptr);
 
     std::unique_ptr<PostgresPool> pool;
