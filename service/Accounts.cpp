@@ -22,6 +22,11 @@ SignInResult Failed(StoreStatus status)
     return status == StoreStatus::Unavailable ? SignInResult::Unavailable : SignInResult::Error;
 }
 
+AccountResult StoreFailure(StoreStatus status)
+{
+    return status == StoreStatus::Unavailable ? AccountResult::Unavailable : AccountResult::Error;
+}
+
 } // namespace
 
 Accounts::Accounts(Store& store, PasswordHasher& hasher, Sessions& sessions, const ServiceClock& clock)
@@ -64,8 +69,9 @@ AccountResult Accounts::Register(const std::string& email, const std::string& pa
     }
     const int64_t now = clock.Now();
     if (!address.empty()) {
-        if (registrations.RetryAfter(address, now, retryAfter) != StoreStatus::Ok) {
-            return AccountResult::Error;
+        const StoreStatus counted = registrations.RetryAfter(address, now, retryAfter);
+        if (counted != StoreStatus::Ok) {
+            return StoreFailure(counted);
         }
         if (retryAfter > 0) {
             return AccountResult::Throttled;
@@ -76,21 +82,26 @@ AccountResult Accounts::Register(const std::string& email, const std::string& pa
     if (found == StoreStatus::Ok) {
         return AccountResult::Duplicate;
     }
+    if (found != StoreStatus::NotFound) {
+        return StoreFailure(found);
+    }
     std::string hash;
-    if (found != StoreStatus::NotFound || !hasher.Hash(password, hash)) {
+    if (!hasher.Hash(password, hash)) {
         return AccountResult::Error;
     }
     // Counted before the account is made, so no account escapes the count.
-    if (!address.empty() && registrations.Record(address, now) != StoreStatus::Ok) {
-        return AccountResult::Error;
+    if (!address.empty()) {
+        const StoreStatus recorded = registrations.Record(address, now);
+        if (recorded != StoreStatus::Ok) {
+            return StoreFailure(recorded);
+        }
     }
-    switch (store.AddAccount(normal, hash, now)) {
-    case StoreStatus::Ok:
-        break;
-    case StoreStatus::Duplicate:
+    const StoreStatus added = store.AddAccount(normal, hash, now);
+    if (added == StoreStatus::Duplicate) {
         return AccountResult::Duplicate;
-    default:
-        return AccountResult::Error;
+    }
+    if (added != StoreStatus::Ok) {
+        return StoreFailure(added);
     }
     return AccountResult::Ok;
 }

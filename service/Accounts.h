@@ -23,6 +23,7 @@ enum class AccountResult {
     NotFound,
     Throttled,
     Error,
+    Unavailable, // the database cannot be reached
 };
 
 enum class SignInResult {

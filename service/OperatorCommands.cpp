@@ -36,6 +36,8 @@ std::string Reason(AccountResult result)
         return "no such account";
     case AccountResult::Throttled:
         return "too many attempts";
+    case AccountResult::Unavailable:
+        return "the database cannot be reached";
     case AccountResult::Ok:
     case AccountResult::Error:
         break;

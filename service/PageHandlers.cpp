@@ -13,6 +13,7 @@ namespace lumo_service {
 namespace {
 
 constexpr const char* kHtml = "text/html; charset=utf-8";
+constexpr const char* kUnavailableMessage = "服务暂时不可用，请稍后再试。\nThe service is unavailable; try again later.";
 
 void SendPage(HttpResponse& response, int status, const std::string& html)
 {
@@ -93,7 +94,7 @@ void PageHandlers::SubmitRegister(const HttpRequest& request, HttpResponse& resp
                      "表单已过期或无效，请重新提交。\nThe form has expired or is not valid; please send it again.");
         return;
     case CsrfCheck::Unavailable:
-        RegisterForm(response, 503, email, "服务暂时不可用，请稍后再试。\nThe service is unavailable; try again later.");
+        RegisterForm(response, 503, email, kUnavailableMessage);
         return;
     case CsrfCheck::Error:
         RegisterForm(response, 500, email, "服务内部错误，请稍后再试。\nThe service failed; try again later.");
@@ -127,6 +128,9 @@ void PageHandlers::SubmitRegister(const HttpRequest& request, HttpResponse& resp
         RegisterForm(response, 429, email,
                      "此地址注册过于频繁，请稍后再试。\nToo many new accounts from your address; try again later.");
         return;
+    case AccountResult::Unavailable:
+        RegisterForm(response, 503, email, kUnavailableMessage);
+        return;
     case AccountResult::NotFound:
     case AccountResult::Error:
         break;
@@ -137,8 +141,9 @@ void PageHandlers::SubmitRegister(const HttpRequest& request, HttpResponse& resp
 void PageHandlers::VersionPage(HttpResponse& response, std::string (*render)(const std::string&))
 {
     std::string version;
-    if (versions.Latest(AppVersions::kDefaultApp, version) != StoreStatus::Ok) {
-        SendPage(response, 500, render("?"));
+    const StoreStatus found = versions.Latest(AppVersions::kDefaultApp, version);
+    if (found != StoreStatus::Ok) {
+        SendPage(response, found == StoreStatus::Unavailable ? 503 : 500, render("?"));
         return;
     }
     SendPage(response, 200, render(version));

@@ -207,13 +207,19 @@ TEST_F(AccountsTest, TwentySignUpsAnHourFromOneAddress)
 TEST_F(AccountsTest, ASignUpThatCannotBeCountedMakesNoAccount)
 {
     int64_t retryAfter = 0;
-    for (const char* method : {"CountAttempts", "AddAttempt"}) {
+    for (const char* method : {"CountAttempts", "AddAttempt", "AddAccount"}) {
         store->Fail(method, StoreStatus::Unavailable);
-        EXPECT_EQ(AccountResult::Error, accounts->Register("new@example.com", kPassword, Machine(1), retryAfter))
+        EXPECT_EQ(AccountResult::Unavailable,
+                  accounts->Register("new@example.com", kPassword, Machine(1), retryAfter))
+            << method;
+        store->Fail(method, StoreStatus::Error);
+        EXPECT_EQ(AccountResult::Error, accounts->Register("new@example.com", kPassword, Machine(2), retryAfter))
             << method;
         Account account;
         EXPECT_EQ(StoreStatus::NotFound, real->FindAccount("new@example.com", account)) << method;
     }
+    store->Fail(std::string(), StoreStatus::Ok);
+    EXPECT_EQ(AccountResult::Ok, accounts->Register("new@example.com", kPassword, Machine(3), retryAfter));
 }
 
 TEST_F(AccountsTest, AResetEndsTheEmailsDelayAndFailsWhenItCannot)

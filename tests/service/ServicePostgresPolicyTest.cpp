@@ -189,6 +189,7 @@ TEST_F(ServicePostgresPolicyTest, WhileTheDatabaseIsDownSignInEventsAndFormsAnsw
     const Answer signUp = Submit(first, form, "new@example.com");
     EXPECT_EQ(503, signUp.status);
     EXPECT_NE(std::string::npos, signUp.body.find("服务暂时不可用"));
+    EXPECT_EQ(503, ReadAnswer(second.Client()->Get("/about")).status);
     std::string error;
     ASSERT_TRUE(server->Start(error)) << error;
     EXPECT_EQ(200, first.Login(kPassword).Code());
