@@ -31,15 +31,6 @@ class RawTlsConnection {
 public:
     RawTlsConnection(int port, const std::string& caPath, const TlsClientOptions& options = TlsClientOptions())
     {
-        context = SSL_CTX_new(TLS_client_method());
-        SSL_CTX_load_verify_locations(context, caPath.c_str(), nullptr);
-        SSL_CTX_set_verify(context, SSL_VERIFY_PEER, nullptr);
-        if (options.maxVersion != 0) {
-            SSL_CTX_set_max_proto_version(context, options.maxVersion);
-        }
-        if (!options.ciphers.empty()) {
-            SSL_CTX_set_cipher_list(context, options.ciphers.c_str());
-        }
         fd = socket(AF_INET, SOCK_STREAM, 0);
         sockaddr_in local {};
         local.sin_family = AF_INET;
@@ -55,6 +46,15 @@ public:
         tcpConnected = true;
         if (!options.handshake) {
             return;
+        }
+        context = SSL_CTX_new(TLS_client_method());
+        SSL_CTX_load_verify_locations(context, caPath.c_str(), nullptr);
+        SSL_CTX_set_verify(context, SSL_VERIFY_PEER, nullptr);
+        if (options.maxVersion != 0) {
+            SSL_CTX_set_max_proto_version(context, options.maxVersion);
+        }
+        if (!options.ciphers.empty()) {
+            SSL_CTX_set_cipher_list(context, options.ciphers.c_str());
         }
         ssl = SSL_new(context);
         X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), "127.0.0.1");
