@@ -83,21 +83,9 @@ protected:
         return count;
     }
 
-    static std::string EventBody(const std::string& info)
-    {
-        return Form({{"type", "INFO"},
-                     {"version", "3.0.0"},
-                     {"platform", "Linux"},
-                     {"app", "YUVLumo"},
-                     {"page", "p"},
-                     {"block", "b"},
-                     {"action", "a"},
-                     {"info", info}});
-    }
-
     static std::string EventRequest(const std::string& info)
     {
-        const std::string body = EventBody(info);
+        const std::string body = EventForm(info);
         return "POST /lumo/user/anchor/anchor HTTP/1.1\r\nHost: 127.0.0.1\r\n"
                "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: "
             + std::to_string(body.size()) + "\r\n\r\n" + body;
@@ -267,7 +255,7 @@ TEST_F(ServiceAttackTest, TheRestOfARefusedChunkedBodyIsNeverRunAsARequest)
     for (int attempt = 0; attempt < 5; ++attempt) {
         RawTlsConnection connection(service.Port(), service.CertPath());
         ASSERT_TRUE(connection.Connected());
-        const std::string big = EventBody(std::string(70 * 1024, 'a'));
+        const std::string big = EventForm(std::string(70 * 1024, 'a'));
         const std::string hidden = EventRequest("hidden-event");
         std::ostringstream chunked;
         chunked << "POST /lumo/user/anchor/anchor HTTP/1.1\r\nHost: 127.0.0.1\r\n"

@@ -65,6 +65,19 @@ inline Answer ReadAnswer(const httplib::Result& result)
     return answer;
 }
 
+// A usage event as the application posts it, with the info given.
+inline std::string EventForm(const std::string& info)
+{
+    return Form({{"type", "INFO"},
+                 {"version", "3.0.0"},
+                 {"platform", "Linux"},
+                 {"app", "YUVLumo"},
+                 {"page", "p"},
+                 {"block", "b"},
+                 {"action", "a"},
+                 {"info", info}});
+}
+
 // A fresh lumo-service for each test, reached over HTTPS that verifies its
 // generated certificate.
 class ServiceFixture : public ::testing::Test {

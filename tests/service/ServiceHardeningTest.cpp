@@ -12,18 +12,6 @@ namespace {
 
 constexpr const char* kAnchor = "/lumo/user/anchor/anchor";
 
-std::string EventBody(const std::string& info)
-{
-    return Form({{"type", "INFO"},
-                 {"version", "3.0.0"},
-                 {"platform", "Linux"},
-                 {"app", "YUVLumo"},
-                 {"page", "p"},
-                 {"block", "b"},
-                 {"action", "a"},
-                 {"info", info}});
-}
-
 class ServiceHardeningTest : public ServiceFixture {
 protected:
     size_t StoredEvents() const
@@ -58,23 +46,23 @@ TEST_F(ServiceHardeningTest, MissingFieldIsNamedInA400)
 
 TEST_F(ServiceHardeningTest, WrongOrMissingContentTypeIs415)
 {
-    ExpectJsonRefusal(Post(kAnchor, EventBody("x"), "application/json"), 415);
-    ExpectJsonRefusal(Post(kAnchor, EventBody("x"), "text/plain"), 415);
-    ExpectJsonRefusal(Post(kAnchor, EventBody("x"), ""), 415);
+    ExpectJsonRefusal(Post(kAnchor, EventForm("x"), "application/json"), 415);
+    ExpectJsonRefusal(Post(kAnchor, EventForm("x"), "text/plain"), 415);
+    ExpectJsonRefusal(Post(kAnchor, EventForm("x"), ""), 415);
     EXPECT_EQ(0u, StoredEvents());
 }
 
 TEST_F(ServiceHardeningTest, ContentTypeWithACharsetIsAccepted)
 {
-    EXPECT_EQ(200, Post(kAnchor, EventBody("x"), "application/x-www-form-urlencoded; charset=UTF-8").Code());
+    EXPECT_EQ(200, Post(kAnchor, EventForm("x"), "application/x-www-form-urlencoded; charset=UTF-8").Code());
 }
 
 TEST_F(ServiceHardeningTest, BadEncodingIs400)
 {
-    ExpectJsonRefusal(Post(kAnchor, EventBody("x") + "%zz"), 400);
-    ExpectJsonRefusal(Post(kAnchor, EventBody("x") + "%FF"), 400);
-    ExpectJsonRefusal(Post(kAnchor, EventBody("x") + "&info=again"), 400);
-    ExpectJsonRefusal(Post(kAnchor, EventBody(std::string("a\0b", 3))), 400);
+    ExpectJsonRefusal(Post(kAnchor, EventForm("x") + "%zz"), 400);
+    ExpectJsonRefusal(Post(kAnchor, EventForm("x") + "%FF"), 400);
+    ExpectJsonRefusal(Post(kAnchor, EventForm("x") + "&info=again"), 400);
+    ExpectJsonRefusal(Post(kAnchor, EventForm(std::string("a\0b", 3))), 400);
     EXPECT_EQ(0u, StoredEvents());
 }
 
@@ -95,19 +83,19 @@ TEST_F(ServiceHardeningTest, ARepeatedFieldOfAnyNameIsRefusedInAShortAnswer)
 
 TEST_F(ServiceHardeningTest, FieldOverItsLimitIs400)
 {
-    const Answer answer = Post(kAnchor, EventBody(std::string(16 * 1024 + 1, 'x')));
+    const Answer answer = Post(kAnchor, EventForm(std::string(16 * 1024 + 1, 'x')));
     ExpectJsonRefusal(answer, 400);
     EXPECT_NE(std::string::npos, answer.Message().find("info"));
     ExpectJsonRefusal(Post("/lumo/user/token/check", Form({{"token", std::string(129, 'a')}, {"platform", "x"}})), 400);
-    EXPECT_EQ(200, Post(kAnchor, EventBody(std::string(16 * 1024, 'x'))).Code());
+    EXPECT_EQ(200, Post(kAnchor, EventForm(std::string(16 * 1024, 'x'))).Code());
 }
 
 TEST_F(ServiceHardeningTest, BodyOver64KiBIs413AndTheConnectionStaysUsable)
 {
     auto client = Client();
-    const Answer big = Read(client->Post(kAnchor, EventBody(std::string(64 * 1024, 'x')), kFormType));
+    const Answer big = Read(client->Post(kAnchor, EventForm(std::string(64 * 1024, 'x')), kFormType));
     ExpectJsonRefusal(big, 413);
-    const Answer next = Read(client->Post(kAnchor, EventBody("after"), kFormType));
+    const Answer next = Read(client->Post(kAnchor, EventForm("after"), kFormType));
     EXPECT_EQ(200, next.Code());
     EXPECT_EQ(1u, StoredEvents());
 }
@@ -115,7 +103,7 @@ TEST_F(ServiceHardeningTest, BodyOver64KiBIs413AndTheConnectionStaysUsable)
 TEST_F(ServiceHardeningTest, ChunkedBodyOver64KiBIs413)
 {
     auto client = Client();
-    const std::string body = EventBody(std::string(70 * 1024, 'x'));
+    const std::string body = EventForm(std::string(70 * 1024, 'x'));
     size_t offset = 0;
     const httplib::Result result = client->Post(
         kAnchor,

@@ -21,18 +21,6 @@ using namespace lumo_test;
 
 namespace {
 
-std::string EventBody(const std::string& info)
-{
-    return Form({{"type", "INFO"},
-                 {"version", "3.0.0"},
-                 {"platform", "Linux"},
-                 {"app", "YUVLumo"},
-                 {"page", "p"},
-                 {"block", "b"},
-                 {"action", "a"},
-                 {"info", info}});
-}
-
 X509* ReadCertificate(const std::string& path)
 {
     FILE* file = fopen(path.c_str(), "r");
@@ -74,7 +62,7 @@ TEST_F(ServiceLifecycleTest, FirstStartWritesASelfSignedCertificateForLocalhostA
 TEST_F(ServiceLifecycleTest, RestartKeepsTheCertificateAndTheData)
 {
     const std::string before = ReadWholeFile(service.CertPath());
-    ASSERT_EQ(200, Post("/lumo/user/anchor/anchor", EventBody("kept")).Code());
+    ASSERT_EQ(200, Post("/lumo/user/anchor/anchor", EventForm("kept")).Code());
     ASSERT_EQ(0, service.Stop());
     ASSERT_TRUE(StartService());
     EXPECT_EQ(before, ReadWholeFile(service.CertPath()));
@@ -190,7 +178,7 @@ TEST_F(ServiceLifecycleTest, KillNineRightAfterTheAnswersLosesNothing)
             auto client = Client();
             for (int i = 0; i < kEach; ++i) {
                 const std::string info = std::to_string(t) + "/" + std::to_string(i);
-                if (Read(client->Post("/lumo/user/anchor/anchor", EventBody(info), kFormType)).Code() == 200) {
+                if (Read(client->Post("/lumo/user/anchor/anchor", EventForm(info), kFormType)).Code() == 200) {
                     ++answered;
                 }
             }
@@ -213,7 +201,7 @@ TEST_F(ServiceLifecycleTest, KillNineRightAfterTheAnswersLosesNothing)
 
 TEST_F(ServiceLifecycleTest, SigtermAnswersTheRequestUnderWayThenExitsCleanly)
 {
-    const std::string body = EventBody("in flight");
+    const std::string body = EventForm("in flight");
     RawTlsConnection connection(service.Port(), service.CertPath());
     ASSERT_TRUE(connection.Connected());
     // "Expect: 100-continue" makes the service say when it has taken the

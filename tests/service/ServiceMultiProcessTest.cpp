@@ -86,18 +86,6 @@ protected:
         ASSERT_EQ(0, added.exitCode) << ReadWholeFile(work.File("operator.log"));
     }
 
-    static std::string Event(const std::string& info)
-    {
-        return Form({{"type", "INFO"},
-                     {"version", "3.0.0"},
-                     {"platform", "Linux"},
-                     {"app", "YUVLumo"},
-                     {"page", "p"},
-                     {"block", "b"},
-                     {"action", "a"},
-                     {"info", info}});
-    }
-
     static std::vector<std::string> Field(const std::string& listing, const char* name)
     {
         std::vector<std::string> values;
@@ -167,7 +155,7 @@ TEST_F(ServiceMultiProcessTest, EventsAndFeedbackPostedToBothAreListedOnceEach)
     int sent = 0;
     for (const ServiceNode* node : {&first, &second, &first, &second}) {
         const std::string name = std::to_string(sent++);
-        ASSERT_EQ(200, node->Post("/lumo/user/anchor/anchor", Event("event " + name)).Code());
+        ASSERT_EQ(200, node->Post("/lumo/user/anchor/anchor", EventForm("event " + name)).Code());
         ASSERT_EQ(200, node->Post("/lumo/user/feedback/send", Form({{"feedback", "note " + name}, {"token", token}}))
                            .Code());
     }
@@ -194,7 +182,7 @@ TEST_F(ServiceMultiProcessTest, DatabaseDownAnswers503PromptlyAndRecoversWithout
         EXPECT_EQ(503, answer.Code());
         EXPECT_LT(elapsed, std::chrono::seconds(5));
     }
-    EXPECT_EQ(503, first.Post("/lumo/user/anchor/anchor", Event("while down")).status);
+    EXPECT_EQ(503, first.Post("/lumo/user/anchor/anchor", EventForm("while down")).status);
     EXPECT_EQ(503, second.Post("/lumo/user/feedback/send", Form({{"feedback", "lost"}, {"token", token}})).status);
     EXPECT_EQ(503, first.Post("/lumo/user/version/get_latest_version?app_name=YUVLumo", "").status);
     std::string error;
@@ -205,6 +193,6 @@ TEST_F(ServiceMultiProcessTest, DatabaseDownAnswers503PromptlyAndRecoversWithout
         EXPECT_EQ(200, answer.Code());
     }
     EXPECT_FALSE(second.Token("ann@example.com", "correct horse").empty());
-    EXPECT_EQ(200, second.Post("/lumo/user/anchor/anchor", Event("after")).Code());
+    EXPECT_EQ(200, second.Post("/lumo/user/anchor/anchor", EventForm("after")).Code());
     EXPECT_EQ((std::vector<std::string> {"after"}), Field(Operator({"events"}).out, "info"));
 }

@@ -20,14 +20,7 @@ protected:
     void PostEvent(const std::string& info) const
     {
         ASSERT_EQ(200, Post("/lumo/user/anchor/anchor",
-                            Form({{"type", "INFO"},
-                                  {"version", "3.0.0"},
-                                  {"platform", "Linux"},
-                                  {"app", "YUVLumo"},
-                                  {"page", "p"},
-                                  {"block", "b"},
-                                  {"action", "a"},
-                                  {"info", info}}))
+                            EventForm(info))
                            .Code());
     }
 

@@ -22,8 +22,7 @@ protected:
     Answer PostEvent(const std::string& info) const
     {
         return Post("/lumo/user/anchor/anchor",
-                    Form({{"type", "INFO"}, {"version", "3.0.0"}, {"platform", "Linux"}, {"app", "YUVLumo"},
-                          {"page", "MainWindow"}, {"block", "NULL"}, {"action", "NULL"}, {"info", info}}));
+                    EventForm(info));
     }
 
     // The stored count once it reaches want, or what it is after 10 s.
