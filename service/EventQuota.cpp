@@ -15,11 +15,14 @@ EventOutcome FromStatus(StoreStatus status)
 
 } // namespace
 
-EventQuota::EventQuota(Store& store, const ServiceClock& clock, std::string dataDir, int64_t reserveMiB)
+EventQuota::EventQuota(Store& store, const ServiceClock& clock, std::string dataDir, int64_t reserveMiB, int burst,
+                       int perMinute)
     : store(store)
     , clock(clock)
     , dataDir(std::move(dataDir))
     , reserveMiB(reserveMiB)
+    , burst(burst)
+    , perSecond(perMinute / 60.0)
 {
 }
 
@@ -37,7 +40,7 @@ EventOutcome EventQuota::Add(const UsageEvent& event)
         return EventOutcome::NoRoom;
     }
     bool taken = false;
-    StoreStatus status = store.TakeToken("event:" + event.address, clock.NowMilliseconds(), kPerSecond, kBurst, taken);
+    StoreStatus status = store.TakeToken("event:" + event.address, clock.NowMilliseconds(), perSecond, burst, taken);
     if (status != StoreStatus::Ok) {
         return FromStatus(status);
     }

@@ -25,15 +25,18 @@ enum class EventOutcome {
 // and a reserve of free space kept for sign-ins and sessions.
 class EventQuota {
 public:
-    // An address may post kBurst events at once, then kPerSecond a second.
-    static constexpr double kBurst = 120;
-    static constexpr double kPerSecond = 2;
+    // By default an address may post kBurst events at once, then kPerMinute
+    // a minute; the operator may allow more, for clients behind one shared
+    // address.
+    static constexpr int kBurst = 120;
+    static constexpr int kPerMinute = 120;
     // A full info field (16 KiB) and the short fields as the application
     // fills them; its largest events carry an e-mail and two file paths in
     // their info. Every field at its own limit is more than this.
     static constexpr size_t kMaxEventBytes = 16 * 1024 + 256;
 
-    EventQuota(Store& store, const ServiceClock& clock, std::string dataDir, int64_t reserveMiB);
+    EventQuota(Store& store, const ServiceClock& clock, std::string dataDir, int64_t reserveMiB, int burst = kBurst,
+               int perMinute = kPerMinute);
 
     // Stores event (its address fills the bucket key) when every limit
     // allows it.
@@ -49,6 +52,8 @@ private:
     const ServiceClock& clock;
     const std::string dataDir;
     const int64_t reserveMiB;
+    const double burst;
+    const double perSecond;
 };
 
 } // namespace lumo_service

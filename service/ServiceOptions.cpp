@@ -106,7 +106,7 @@ bool ParseServiceOptions(const std::vector<std::string>& args, ServiceOptions& o
     bool listenGiven = false;
     bool limitGiven = false;
     bool retentionGiven = false;
-    bool reserveGiven = false;
+    bool serveOnlyGiven = false;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
         if (arg == "--help" || arg == "-h") {
@@ -142,6 +142,14 @@ bool ParseServiceOptions(const std::vector<std::string>& args, ServiceOptions& o
                 return false;
             }
             out.database = value;
+        } else if (arg == "--events-burst" || arg == "--events-per-minute") {
+            long number = 0;
+            if (!ParseNumber(value, 100000000, number) || number < 1) {
+                error = arg + " takes a number from 1, not \"" + value + "\"";
+                return false;
+            }
+            (arg == "--events-burst" ? out.eventsBurst : out.eventsPerMinute) = static_cast<int>(number);
+            serveOnlyGiven = true;
         } else if (arg == "--events-keep" || arg == "--events-days" || arg == "--events-reserve-mib") {
             long number = 0;
             if (!ParseNumber(value, 999999999, number)) {
@@ -156,7 +164,7 @@ bool ParseServiceOptions(const std::vector<std::string>& args, ServiceOptions& o
                 retentionGiven = true;
             } else {
                 out.eventsReserveMiB = number;
-                reserveGiven = true;
+                serveOnlyGiven = true;
             }
         } else if (arg == "--limit") {
             long number = 0;
@@ -195,8 +203,8 @@ bool ParseServiceOptions(const std::vector<std::string>& args, ServiceOptions& o
         error = "--events-keep and --events-days belong to serve and events purge";
         return false;
     }
-    if (reserveGiven && !serve) {
-        error = "--events-reserve-mib belongs to serve";
+    if (serveOnlyGiven && !serve) {
+        error = "--events-reserve-mib, --events-burst and --events-per-minute belong to serve";
         return false;
     }
     return true;
@@ -207,6 +215,7 @@ std::string ServiceUsage()
     return "usage:\n"
            "  lumo-service serve --data DIR [--db URL] [--listen HOST:PORT] [--cert FILE --key FILE]\n"
            "                     [--events-keep N] [--events-days D] [--events-reserve-mib M]\n"
+           "                     [--events-burst B] [--events-per-minute R]\n"
            "  lumo-service --data DIR user add EMAIL        (password on standard input)\n"
            "  lumo-service --data DIR user reset EMAIL      (new password on standard input; ends its sessions)\n"
            "  lumo-service --data DIR user disable EMAIL\n"
@@ -226,7 +235,9 @@ std::string ServiceUsage()
            "command line. Usage events older than D days (--events-days, 400) and beyond\n"
            "the newest N (--events-keep, 1000000) are deleted by serve as it runs and by\n"
            "events purge at once; serve refuses events while DIR's file system has less\n"
-           "than M MiB free (--events-reserve-mib, 256), keeping room for sign-ins.\n"
+           "than M MiB free (--events-reserve-mib, 256), keeping room for sign-ins, and\n"
+           "lets one address post B events at once (--events-burst, 120), then R a minute\n"
+           "(--events-per-minute, 120).\n"
            "--test-clock-offset-file FILE (tests only) adds the seconds FILE holds to the\n"
            "clock.\n";
 }

@@ -43,6 +43,9 @@ struct ServiceOptions {
     // serve refuses events while the data folder's file system has less
     // free space than this, so sign-in and sessions keep room to write.
     int64_t eventsReserveMiB = 256;
+    // Usage events one address may post at once, and a minute after that.
+    int eventsBurst = 120;
+    int eventsPerMinute = 120;
 };
 
 // Fills out from argv[1..]; false with a one-line reason in error.

@@ -96,7 +96,8 @@ int main(int argc, char** argv)
     Accounts accounts(*store, hasher, sessions, clock);
     AppVersions versions(*store);
     if (options.command == Command::Serve) {
-        EventQuota quota(*store, clock, options.dataDir, options.eventsReserveMiB);
+        EventQuota quota(*store, clock, options.dataDir, options.eventsReserveMiB, options.eventsBurst,
+                         options.eventsPerMinute);
         Maintenance maintenance(*store, clock, options.eventsKeep, options.eventsDays);
         maintenance.Start();
         ServiceServer server(*store, accounts, sessions, versions, quota, clock);

@@ -72,9 +72,9 @@ TEST_F(EventQuotaTest, AnAddressGetsItsBurstThenIsThrottledAndRefills)
         ++stored;
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    // Tokens come back at kPerSecond while the burst is being taken.
+    // Tokens come back at kPerMinute while the burst is being taken.
     EXPECT_GE(stored, static_cast<int>(EventQuota::kBurst));
-    EXPECT_LE(stored, static_cast<int>(EventQuota::kBurst + EventQuota::kPerSecond * seconds) + 1);
+    EXPECT_LE(stored, static_cast<int>(EventQuota::kBurst + EventQuota::kPerMinute / 60.0 * seconds) + 1);
     EXPECT_EQ(stored, StoredEvents());
     EXPECT_EQ(EventOutcome::Throttled, quota.Add(Event("192.0.2.1")));
     EXPECT_EQ(stored, StoredEvents());

@@ -141,7 +141,21 @@ TEST(ServiceOptionsTest, RetentionRefusesNonsenseAndOtherCommands)
     EXPECT_NE(std::string::npos, Refusal({"--data", "/d", "events", "--events-keep", "5"}).find("events purge"));
     EXPECT_NE(std::string::npos, Refusal({"--data", "/d", "feedback", "--events-days", "5"}).find("events purge"));
     EXPECT_NE(std::string::npos,
-              Refusal({"--data", "/d", "events", "purge", "--events-reserve-mib", "5"}).find("belongs to serve"));
+              Refusal({"--data", "/d", "events", "purge", "--events-reserve-mib", "5"}).find("belong to serve"));
     EXPECT_NE(std::string::npos, Refusal({"--data", "/d", "events", "purge", "now"}).find("unknown command"));
     EXPECT_NE(std::string::npos, Refusal({"--data", "/d", "events", "purge", "--limit", "1"}).find("--limit"));
+}
+
+TEST(ServiceOptionsTest, EventBurstAndRateBelongToServeAndStartAtOne)
+{
+    const ServiceOptions defaults = Parsed({"serve", "--data", "/d"});
+    EXPECT_EQ(120, defaults.eventsBurst);
+    EXPECT_EQ(120, defaults.eventsPerMinute);
+    const ServiceOptions set = Parsed({"serve", "--data", "/d", "--events-burst", "1000", "--events-per-minute", "6000"});
+    EXPECT_EQ(1000, set.eventsBurst);
+    EXPECT_EQ(6000, set.eventsPerMinute);
+    EXPECT_NE(std::string::npos, Refusal({"serve", "--data", "/d", "--events-burst", "0"}).find("from 1"));
+    EXPECT_NE(std::string::npos, Refusal({"serve", "--data", "/d", "--events-per-minute", "x"}).find("from 1"));
+    EXPECT_NE(std::string::npos,
+              Refusal({"--data", "/d", "events", "purge", "--events-burst", "5"}).find("belong to serve"));
 }

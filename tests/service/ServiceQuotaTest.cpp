@@ -137,3 +137,24 @@ TEST_F(ServiceQuotaTest, TheDefaultReserveLetsEventsIn)
     EXPECT_EQ(200, Post(kAnchorPath, Form(EventFields("room"))).Code());
     EXPECT_EQ(1u, StoredEvents());
 }
+
+TEST_F(ServiceQuotaTest, TheOperatorSetsTheBurstAndTheRate)
+{
+    ASSERT_EQ(0, service.Stop());
+    ASSERT_TRUE(StartService({"--events-burst", "5", "--events-per-minute", "1"})) << service.Announcement();
+    auto client = Client();
+    client->set_keep_alive(true);
+    int accepted = 0;
+    int refused = 0;
+    for (int i = 0; i < 20; ++i) {
+        const int status = Read(client->Post(kAnchorPath, Form(EventFields("set")), kFormType)).status;
+        ASSERT_TRUE(status == 200 || status == 429) << status;
+        accepted += status == 200;
+        refused += status == 429;
+    }
+    // One token a minute comes back: at most one more than the burst.
+    EXPECT_GE(accepted, 5);
+    EXPECT_LE(accepted, 6);
+    EXPECT_EQ(20 - accepted, refused);
+    EXPECT_EQ(static_cast<size_t>(accepted), StoredEvents());
+}
