@@ -289,6 +289,23 @@ TEST_F(ServiceAttackTest, TheRestOfARefusedChunkedBodyIsNeverRunAsARequest)
     EXPECT_EQ(0u, StoredEventsWith("hidden-event"));
 }
 
+TEST_F(ServiceAttackTest, ABodyAnnouncedOverTheLimitIsRefusedUnreadAndTheConnectionClosed)
+{
+    RawTlsConnection connection(service.Port(), service.CertPath());
+    ASSERT_TRUE(connection.Connected());
+    // What follows the header would be a request of its own on a connection
+    // left open.
+    ASSERT_TRUE(connection.Write("POST /lumo/user/anchor/anchor HTTP/1.1\r\nHost: 127.0.0.1\r\n"
+                                 "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: 100000\r\n\r\n"
+                                 + EventRequest("after-the-refusal")));
+    connection.SetReadTimeout(10000);
+    const std::string answer = connection.ReadAll();
+    EXPECT_EQ(0u, answer.find("HTTP/1.1 413")) << answer;
+    EXPECT_NE(std::string::npos, answer.find("Connection: close")) << answer;
+    EXPECT_EQ(std::string::npos, answer.find("HTTP/1.1 200")) << answer;
+    EXPECT_EQ(0u, StoredEventsWith("after-the-refusal"));
+}
+
 TEST_F(ServiceAttackTest, MultipartFormDataIs415)
 {
     const Answer answer = Post("/lumo/user/anchor/anchor",
