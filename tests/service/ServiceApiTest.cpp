@@ -169,28 +169,6 @@ TEST_F(ServiceApiTest, LockedUnknownEmailAnswersLikeALockedKnownOne)
     EXPECT_EQ(known.body, unknown.body);
 }
 
-TEST_F(ServiceApiTest, TwentyFailuresFromOneAddressLockEveryEmailFromIt)
-{
-    for (int i = 0; i < 20; ++i) {
-        ASSERT_EQ(401, Login("guess" + std::to_string(i) + "@example.com", "wrong password").Code());
-    }
-    EXPECT_EQ(429, Login(kEmail, kPassword).Code());
-    SetClockOffset(15 * 60);
-    EXPECT_EQ(200, Login(kEmail, kPassword).Code());
-}
-
-TEST_F(ServiceApiTest, SuccessfulSignInClearsTheFailuresOfItsEmailAndAddress)
-{
-    for (int i = 0; i < 4; ++i) {
-        Login(kEmail, "wrong password");
-    }
-    ASSERT_EQ(200, Login(kEmail, kPassword).Code());
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(401, Login(kEmail, "wrong password").Code());
-    }
-    EXPECT_EQ(200, Login(kEmail, kPassword).Code());
-}
-
 TEST_F(ServiceApiTest, FeedbackIsStoredForTheTokensAccount)
 {
     const Answer answer = SendFeedback("播放时卡顿 & crash=yes", TokenFor(kEmail, kPassword));
