@@ -13,6 +13,12 @@ namespace {
 
 const char* const kLogFile = "KestLib/Lib/KestAV/KestAVReader";
 
+// The largest single block FFmpeg may allocate. A plane of an 8K frame at 16
+// bits is 66 MB; a corrupt file can make a demuxer ask for gigabytes (a WAV
+// whose LIST chunk claims 4 GB has each of its tags zero-filled to that
+// size), which then fails as out of memory instead of being granted.
+constexpr size_t kMostBytesPerAllocation = 128u << 20;
+
 } // namespace
 
 KestAVReader::KestAVReader(KestString path) : imp(new KestAVReaderPrivate())
@@ -22,6 +28,7 @@ KestAVReader::KestAVReader(KestString path) : imp(new KestAVReaderPrivate())
     av_register_all();
 #endif
     avformat_network_init();
+    av_max_alloc(kMostBytesPerAllocation);
     imp->ctx = avformat_alloc_context();
 }
 
