@@ -6,7 +6,7 @@ namespace lumo_service {
 
 FormRequest::FormRequest(const HttpRequest& request)
 {
-    if (request.bodyTooLarge || request.body.size() > kMaxBodyBytes) {
+    if (request.body.size() > kMaxBodyBytes) {
         status = Status::TooLarge;
         problem = "the body is larger than 64 KiB";
     } else if (!FormBody::IsFormContentType(request.Header("Content-Type"))) {

@@ -19,7 +19,7 @@ public:
         BadEncoding,
     };
 
-    static constexpr size_t kMaxBodyBytes = 64 * 1024;
+    static constexpr size_t kMaxBodyBytes = HttpRequest::kMaxBodyBytes;
 
     explicit FormRequest(const HttpRequest& request);
 

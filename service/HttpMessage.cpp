@@ -25,11 +25,6 @@ std::string HttpRequest::Header(const std::string& name) const
     return found ? found->second : std::string();
 }
 
-bool HttpRequest::HasHeader(const std::string& name) const
-{
-    return Find(headers, name) != nullptr;
-}
-
 std::string HttpRequest::Query(const std::string& name) const
 {
     const auto found = query.find(name);

@@ -17,7 +17,7 @@ struct HttpLimits {
     // that does not fit is answered 431 and the connection closed.
     size_t headerBytes = 16 * 1024;
     int headerFields = 64;
-    size_t bodyBytes = 64 * 1024;
+    size_t bodyBytes = HttpRequest::kMaxBodyBytes;
     // Past the body limit the rest of a chunked body is read and dropped up
     // to this much, to answer 413; a longer one loses the connection.
     size_t discardBytes = 1024 * 1024;
