@@ -78,6 +78,17 @@ inline std::string EventForm(const std::string& info)
                  {"info", info}});
 }
 
+// An HTTPS client of the service on port that trusts caPath alone.
+inline std::unique_ptr<httplib::SSLClient> VerifyingClient(int port, const std::string& caPath)
+{
+    auto client = std::make_unique<httplib::SSLClient>("127.0.0.1", port);
+    client->set_ca_cert_path(caPath.c_str());
+    client->enable_server_certificate_verification(true);
+    client->set_connection_timeout(10);
+    client->set_read_timeout(30);
+    return client;
+}
+
 // A fresh lumo-service for each test, reached over HTTPS that verifies its
 // generated certificate.
 class ServiceFixture : public ::testing::Test {
@@ -104,15 +115,7 @@ protected:
     // Moves the service's clock to offset seconds after the real one.
     void SetClockOffset(long long seconds) const { std::ofstream(ClockFile()) << seconds << "\n"; }
 
-    std::unique_ptr<httplib::SSLClient> Client() const
-    {
-        auto client = std::make_unique<httplib::SSLClient>("127.0.0.1", service.Port());
-        client->set_ca_cert_path(service.CertPath().c_str());
-        client->enable_server_certificate_verification(true);
-        client->set_connection_timeout(10);
-        client->set_read_timeout(30);
-        return client;
-    }
+    std::unique_ptr<httplib::SSLClient> Client() const { return VerifyingClient(service.Port(), service.CertPath()); }
 
     static Answer Read(const httplib::Result& result) { return ReadAnswer(result); }
 

@@ -2,6 +2,7 @@
 // behind a load balancer runs them.
 #include "PostgresServer.h"
 #include "ServiceFixture.h"
+#include "ServiceNode.h"
 #include "TextLines.h"
 
 #include <QJsonDocument>
@@ -13,48 +14,6 @@
 using namespace lumo_test;
 
 namespace {
-
-// One serving process with its own data folder and log, and an HTTPS client
-// that verifies its certificate.
-class ServiceNode {
-public:
-    explicit ServiceNode(const std::string& name, const TempDir& work)
-        : log(work.File(name + ".log"))
-        , process(LUMO_SERVICE_PATH, data.Path(), log)
-    {
-    }
-
-    bool Start(const std::string& url) { return process.Start({"--db", url}); }
-
-    Answer Post(const std::string& path, const std::string& body) const
-    {
-        httplib::SSLClient client("127.0.0.1", process.Port());
-        client.set_ca_cert_path(process.CertPath().c_str());
-        client.enable_server_certificate_verification(true);
-        client.set_connection_timeout(10);
-        client.set_read_timeout(30);
-        return ReadAnswer(client.Post(path.c_str(), body, "application/x-www-form-urlencoded"));
-    }
-
-    std::string Token(const std::string& email, const std::string& password) const
-    {
-        const Answer answer = Post("/lumo/user/login/login", Form({{"email", email}, {"password", password}}));
-        EXPECT_EQ(200, answer.Code()) << answer.body;
-        return answer.Model("token");
-    }
-
-    Answer Check(const std::string& token) const
-    {
-        return Post("/lumo/user/token/check", Form({{"token", token}, {"platform", "Linux"}}));
-    }
-
-    std::string Log() const { return ReadWholeFile(log); }
-
-private:
-    TempDir data;
-    std::string log;
-    LumoServiceProcess process;
-};
 
 class ServiceMultiProcessTest : public ::testing::Test {
 protected:

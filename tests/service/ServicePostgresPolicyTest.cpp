@@ -4,6 +4,7 @@
 #include "CertificateMaker.h"
 #include "PostgresServer.h"
 #include "ServiceFixture.h"
+#include "ServiceNode.h"
 
 #include <chrono>
 #include <memory>
@@ -24,59 +25,13 @@ std::string EventBody()
                  {"page", "MainWindow"}, {"block", "NULL"}, {"action", "NULL"}, {"info", "shared"}});
 }
 
-// One serving process on the shared certificate, with clients that may come
-// from another loopback address.
-class PolicyNode {
-public:
-    PolicyNode(const std::string& name, const TempDir& work)
-        : work(work)
-        , log(work.File(name + ".log"))
-        , process(LUMO_SERVICE_PATH, data.Path(), log)
-    {
-    }
-
-    bool Start(const std::string& url)
-    {
-        return process.Start({"--db", url, "--cert", work.File("cert.pem"), "--key", work.File("key.pem")});
-    }
-
-    std::unique_ptr<httplib::SSLClient> Client(const std::string& address = "127.0.0.1") const
-    {
-        auto client = std::make_unique<httplib::SSLClient>("127.0.0.1", process.Port());
-        client->set_ca_cert_path(work.File("cert.pem").c_str());
-        client->enable_server_certificate_verification(true);
-        client->set_connection_timeout(10);
-        client->set_read_timeout(30);
-        client->set_interface(address);
-        return client;
-    }
-
-    Answer Post(const std::string& path, const std::string& body, const std::string& address = "127.0.0.1") const
-    {
-        return ReadAnswer(Client(address)->Post(path.c_str(), body, kFormType));
-    }
-
-    Answer Login(const std::string& password, const std::string& address = "127.0.0.1") const
-    {
-        return Post("/lumo/user/login/login", Form({{"email", kEmail}, {"password", password}}), address);
-    }
-
-    std::string Log() const { return ReadWholeFile(log); }
-
-private:
-    TempDir data;
-    const TempDir& work;
-    std::string log;
-    LumoServiceProcess process;
-};
-
 // The sign-up form as a browser holds it.
 struct OpenForm {
     std::string cookie;
     std::string csrf;
 };
 
-OpenForm FetchForm(const PolicyNode& node)
+OpenForm FetchForm(const ServiceNode& node)
 {
     const Answer page = ReadAnswer(node.Client()->Get("/register"));
     OpenForm form;
@@ -93,7 +48,7 @@ OpenForm FetchForm(const PolicyNode& node)
     return form;
 }
 
-Answer Submit(const PolicyNode& node, const OpenForm& form, const std::string& email)
+Answer Submit(const ServiceNode& node, const OpenForm& form, const std::string& email)
 {
     const httplib::Headers headers {{"Cookie", form.cookie}};
     const std::string body =
@@ -117,8 +72,8 @@ protected:
         std::string database;
         ASSERT_TRUE(server->CreateDatabase(database, error)) << error;
         url = server->Url(database);
-        ASSERT_TRUE(first.Start(url)) << first.Log();
-        ASSERT_TRUE(second.Start(url)) << second.Log();
+        ASSERT_TRUE(first.Start(url, work.File("cert.pem"), work.File("key.pem"))) << first.Log();
+        ASSERT_TRUE(second.Start(url, work.File("cert.pem"), work.File("key.pem"))) << second.Log();
         const ToolResult added = RunTool({LUMO_SERVICE_PATH, "--data", operatorData.Path(), "--db", url, "user", "add",
                                           kEmail},
                                          std::string(kPassword) + "\n", std::chrono::seconds(60),
@@ -130,8 +85,8 @@ protected:
     TempDir work;
     TempDir operatorData;
     std::string url;
-    PolicyNode first {"first", work};
-    PolicyNode second {"second", work};
+    ServiceNode first {"first", work};
+    ServiceNode second {"second", work};
 };
 
 std::unique_ptr<PostgresServer> ServicePostgresPolicyTest::server;
@@ -141,11 +96,11 @@ std::unique_ptr<PostgresServer> ServicePostgresPolicyTest::server;
 TEST_F(ServicePostgresPolicyTest, FailuresOnOneProcessLockThePairOnTheOther)
 {
     for (int i = 0; i < 5; ++i) {
-        ASSERT_EQ(401, (i % 2 == 0 ? first : second).Login("wrong password", "127.0.0.2").Code()) << i;
+        ASSERT_EQ(401, (i % 2 == 0 ? first : second).Login(kEmail, "wrong password", "127.0.0.2").Code()) << i;
     }
-    EXPECT_EQ(429, first.Login(kPassword, "127.0.0.2").Code());
-    EXPECT_EQ(429, second.Login(kPassword, "127.0.0.2").Code());
-    EXPECT_EQ(200, second.Login(kPassword, "127.0.0.3").Code());
+    EXPECT_EQ(429, first.Login(kEmail, kPassword, "127.0.0.2").Code());
+    EXPECT_EQ(429, second.Login(kEmail, kPassword, "127.0.0.2").Code());
+    EXPECT_EQ(200, second.Login(kEmail, kPassword, "127.0.0.3").Code());
 }
 
 TEST_F(ServicePostgresPolicyTest, OneAddressHasOneEventBucketAcrossBothProcesses)
@@ -180,7 +135,7 @@ TEST_F(ServicePostgresPolicyTest, WhileTheDatabaseIsDownSignInEventsAndFormsAnsw
 {
     const OpenForm form = FetchForm(first);
     server->Stop();
-    const Answer signIn = first.Login(kPassword);
+    const Answer signIn = first.Login(kEmail, kPassword);
     EXPECT_EQ(503, signIn.status) << signIn.body;
     EXPECT_EQ(503, signIn.Code());
     const Answer event = second.Post(kAnchorPath, EventBody());
@@ -192,7 +147,7 @@ TEST_F(ServicePostgresPolicyTest, WhileTheDatabaseIsDownSignInEventsAndFormsAnsw
     EXPECT_EQ(503, ReadAnswer(second.Client()->Get("/about")).status);
     std::string error;
     ASSERT_TRUE(server->Start(error)) << error;
-    EXPECT_EQ(200, first.Login(kPassword).Code());
+    EXPECT_EQ(200, first.Login(kEmail, kPassword).Code());
     EXPECT_EQ(200, second.Post(kAnchorPath, EventBody()).Code());
     EXPECT_EQ(200, Submit(second, FetchForm(second), "new@example.com").status);
 }
